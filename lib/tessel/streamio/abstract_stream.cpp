@@ -1,0 +1,78 @@
+#include "tessel/streamio/abstract_stream.h"
+
+#include "tessel/baseutils/FileDiagnostics.h"
+#include "tessel/baseutils/assertion.h"
+#include "tessel/platform/platform.h"
+#include "tessel/streamio/fast_istreambuf.h"
+#include "tessel/streamio/no_codecvt.h"
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+namespace io {
+
+namespace {
+
+/// A stream that owns its fast buffer.
+class CFastIStream final : public std::wistream {
+  public:
+    explicit CFastIStream(std::unique_ptr<CFastIStreamBuf<wchar_t>> buffer)
+        : std::wistream(buffer.get()), mBuffer(std::move(buffer)) {}
+
+  private:
+    std::unique_ptr<CFastIStreamBuf<wchar_t>> mBuffer;
+};
+
+bool IsThere(const std::string& path, platform::CFileInfo* info) {
+    return platform::GetFileInfo(path.c_str(), info);
+}
+
+template <class Stream>
+std::unique_ptr<Stream> CreateFileStream(const AString& path, std::ios_base::openmode mode,
+                                         const wchar_t* label) {
+    auto stream = std::make_unique<Stream>();
+    TESSEL_ASSERT(stream);
+    TESSEL_ASSERT(stream->rdbuf());
+    stream->imbue(std::locale(std::locale::classic(), new NoCodeCvt));
+    errno = 0;
+    stream->open(path.ToNarrow(), mode | std::ios_base::binary);
+    ReportFileAccess(AString(label), path);
+    return stream;
+}
+
+}  // namespace
+
+std::unique_ptr<std::wifstream> CreateIStream(const AString& path) {
+    platform::CFileInfo info;
+    if (IsThere(path.ToNarrow(), &info) && !info.mIsRegular) {
+        auto refused = std::make_unique<std::wifstream>();
+        refused->setstate(std::ios_base::failbit);
+        return refused;
+    }
+    return CreateFileStream<std::wifstream>(path, std::ios_base::in, L"io::CreateIStream, file open");
+}
+
+std::unique_ptr<std::wofstream> CreateOStream(const AString& path, bool replace) {
+    platform::CFileInfo info;
+    const bool          keep = !replace && IsThere(path.ToNarrow(), &info);
+    const auto          mode = keep ? std::ios_base::in | std::ios_base::out | std::ios_base::ate
+                                    : std::ios_base::out | std::ios_base::trunc;
+    return CreateFileStream<std::wofstream>(path, mode, L"io::CreateOStream, file open");
+}
+
+std::unique_ptr<std::wfstream> CreateIOStream(const AString& path) {
+    return CreateFileStream<std::wfstream>(path, std::ios_base::in | std::ios_base::out,
+                                           L"io::CreateIOStream, file open");
+}
+
+std::unique_ptr<std::wistream> CreateFastIStream(const AString& path) {
+    errno             = 0;
+    auto       buffer = std::make_unique<CFastIStreamBuf<wchar_t>>();
+    const bool opened = buffer->Open(path);
+    ReportFileAccess(AString(L"io::CreateFastIStream, file open"), path);
+    if (!opened) return CreateIStream(path);
+    return std::make_unique<CFastIStream>(std::move(buffer));
+}
+
+}  // namespace io

@@ -1,0 +1,237 @@
+#include "tessel/streamio/block.h"
+
+#include "tessel/baseutils/assertion.h"
+#include "tessel/streamio/block_func.h"
+#include "tessel/streamio/token_istream.h"
+
+#include <algorithm>
+
+namespace io {
+
+bool CBlock::CNameLess::operator()(const CKey& a, const CKey& b) const noexcept {
+    if (!a.mHasText || !b.mHasText) return !a.mHasText && b.mHasText;
+    return std::lexicographical_compare(
+        a.mText.begin(), a.mText.end(), b.mText.begin(), b.mText.end(),
+        [](wchar_t x, wchar_t y) { return AString::LowerChar(x) < AString::LowerChar(y); });
+}
+
+CBlock::CBlock(const CBlock& other)
+    : CBlock_item(other), mName(other.mName), mFound(true), mGood(other.mGood) {
+    CopyItems(other);
+}
+
+CBlock& CBlock::operator=(const CBlock& other) {
+    mName = other.mName;
+    if (this != &other) {
+        Clear();
+        CopyItems(other);
+        mGood = other.mGood;
+    }
+    mFound = true;
+    return *this;
+}
+
+// --- reading
+
+void CBlock::Read(CToken_istream& stream) {
+    const CToken_istream::CNesting nesting(stream);
+    Clear();
+    mGood = true;
+    AString name;
+    stream.ReadBeginBlock(name);
+    if (stream.fail()) {
+        AddError(stream.Error(kStreamioBeginEndSyntax));
+        return;
+    }
+    SetNameToken(CToken(ETokenType::SingleQuotedText, name.Str()));
+    while (!stream.AtEndOfFile()) {
+        if (stream.AtEndKeyword()) {
+            ReadEnd(stream);
+            return;
+        }
+        ReadItem(stream);
+    }
+}
+
+void CBlock::ReadEnd(CToken_istream& stream) {
+    stream.ReadEndKeyword();
+    if (stream.AtEndOfLine() || stream.AtEndOfFile()) return;
+    stream.ReadEndBlock(mName.String());
+    if (stream.fail()) AddError(stream.Error(kStreamioBeginEndSyntax));
+}
+
+void CBlock::ReadFile(CToken_istream& stream) {
+    Clear();
+    mGood = true;
+    while (!stream.AtEndOfFile())
+        ReadItem(stream);
+}
+
+void CBlock::ReadItem(CToken_istream& stream) {
+    CBlockItemPtr item;
+    try {
+        item.Read(stream);
+        AddItem(item);
+    } catch (const XStreamioError& error) {
+        AddError(error);
+        stream.Clear();
+        stream.SkipAfterError();
+        return;
+    }
+    // A block whose frame is broken has recorded it itself; its enclosing block goes on behind it.
+    if (stream.fail()) {
+        stream.Clear();
+        stream.SkipAfterError();
+    }
+}
+
+// --- contents
+
+void CBlock::Clear() {
+    mNames.clear();
+    mItems.clear();
+    mErrors.clear();
+    mCursor = mItems.begin();
+}
+
+void CBlock::AddItem(const CBlockItemPtr& item) {
+    if (!item) return;
+    mCursor = mItems.insert(mItems.end(), item);
+    if (item->HasName()) mNames.emplace(item->Name(), mCursor);
+}
+
+namespace {
+
+/// A new item of kind T with the source's name, and its contents when it is of that kind too.
+template <class T>
+CBlockItemPtr CopyAs(const CBlock_item& source) {
+    const auto*   same = dynamic_cast<const T*>(&source);
+    CBlockItemPtr copy(same ? new T(*same) : new T);
+    copy->SetNameToken(source.Name());
+    return copy;
+}
+
+}  // namespace
+
+void CBlock::AddBlockCopy(const CBlock_item& source) {
+    AddItem(CopyAs<CBlock>(source));
+}
+void CBlock::AddFuncCopy(const CBlock_item& source) {
+    AddItem(CopyAs<CBlock_func>(source));
+}
+void CBlock::AddVecCopy(const CBlock_item& source) {
+    AddItem(CopyAs<CBlock_vec>(source));
+}
+void CBlock::AddNamedValueCopy(const CBlock_named_value& source) {
+    AddItem(CopyAs<CBlock_named_value>(source));
+}
+
+void CBlock::CopyItems(const CBlock& a_block) {
+    TESSEL_ASSERT(this != &a_block);
+    if (this == &a_block) return;
+    for (const CBlockItemPtr& item : a_block.mItems)
+        AddItem(item);
+}
+
+// --- lookups
+
+CBlock::NamePos CBlock::Find(const CNameLess::CKey& name) {
+    NamePos position = mNames.lower_bound(name);
+    if (position != mNames.end() && CNameLess()(name, position->first)) position = mNames.end();
+    mFound = position != mNames.end();
+    return position;
+}
+
+std::vector<CBlockItemPtr> CBlock::ItemsNamed(std::wstring_view name) const {
+    std::vector<CBlockItemPtr> items;
+    const auto [first, last] = mNames.equal_range(name);
+    for (auto position = first; position != last; ++position)
+        items.push_back(*position->second);
+    return items;
+}
+
+void CBlock::Replace(const CBlockItemPtr& item) {
+    if (!item) return;
+    const NamePos position = Find(item->Name());
+    if (position == mNames.end()) return;
+    CBlockItemPtr& found = *position->second;
+    if (found && found->HasName()) {
+        found = item;
+    } else {
+        mFound = false;
+    }
+}
+
+template <class T>
+const T* CBlock::FirstNamed(const CToken& name) {
+    mFound                   = false;
+    const auto [first, last] = mNames.equal_range(name);
+    for (auto position = first; position != last; ++position)
+        if (const auto* item = dynamic_cast<const T*>(position->second->Get())) {
+            mFound = true;
+            return item;
+        }
+    mGood = false;
+    return nullptr;
+}
+
+bool CBlock::LookUp(CBlock_named_value& value) {
+    const auto* item = FirstNamed<CBlock_named_value>(value.Name());
+    if (item != nullptr) value.SetValue(item->Value());
+    return item != nullptr;
+}
+
+bool CBlock::LookUp(CBlock_vec& vec) {
+    const auto* item = FirstNamed<CBlock_vec>(vec.Name());
+    vec.Clear();
+    if (item == nullptr) return false;
+    for (const CToken& element : item->Elements())
+        vec.Append(element);
+    return true;
+}
+
+// --- erasing
+
+void CBlock::UnindexPosition(ItemPos position) {
+    const auto holds = [&](const NameIndex::value_type& entry) { return entry.second == position; };
+    if (*position && (*position)->HasName()) {
+        const auto [first, last] = mNames.equal_range((*position)->Name());
+        const auto entry         = std::find_if(first, last, holds);
+        if (entry != last) {
+            mNames.erase(entry);
+            return;
+        }
+    }
+    // An item that was renamed, or taken out of its slot, is still indexed under its old name.
+    const auto entry = std::find_if(mNames.begin(), mNames.end(), holds);
+    if (entry != mNames.end()) mNames.erase(entry);
+}
+
+CBlock::ItemPos CBlock::EraseAt(ItemPos position) {
+    if (position == mItems.end()) return position;
+    const CBlockItemPtr block_item = *position;
+    TESSEL_ASSERT_TEXT(block_item, "block_item != 0");
+    UnindexPosition(position);
+    const ItemPos next = mItems.erase(position);
+    if (mCursor == position) mCursor = next;
+    return next;
+}
+
+CBlock::NamePos CBlock::EraseAt(NamePos position) {
+    if (position == mNames.end()) return position;
+    const ItemPos own        = position->second;
+    const auto    block_item = *own;
+    TESSEL_ASSERT_TEXT(block_item, "block_item != 0");
+
+    // The first place that holds this object goes; where that is not the entry's own place, the
+    // entry of the place that went takes it over.
+    const ItemPos first = std::find(mItems.begin(), mItems.end(), block_item);
+    if (first != own)
+        for (auto& entry : mNames)
+            if (entry.second == first) entry.second = own;
+    if (mCursor == first) mCursor = std::next(first);
+    mItems.erase(first);
+    return mNames.erase(position);
+}
+
+}  // namespace io

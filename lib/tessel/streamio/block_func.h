@@ -1,0 +1,36 @@
+#pragma once
+
+#include "tessel/streamio/block_ptr.h"
+
+#include <vector>
+
+namespace io {
+
+/// `name(argument, argument, ...)`: arguments are values, named values, vectors or functions.
+class CBlock_func : public CBlock_func_arg {
+  public:
+    CBlock_func() = default;
+    explicit CBlock_func(const wchar_t* name) { SetName(name); }
+
+    /// Reads from the "(" on; the name has been read already.
+    /// @throws XStreamioError  8 without the "("; 10 without a comma or ")" behind an argument; 4
+    ///                         when it nests too deep; or what an argument throws.
+    void Read(CToken_istream& stream) override;
+
+    const CToken& Name() const override { return mName; }
+    void          SetNameToken(const CToken& name) override { mName = name; }
+    std::size_t   Count() const override { return mArguments.size(); }
+    void          Clear() override { mArguments.clear(); }
+    bool          IsFunc() const override { return true; }
+    const CToken* SoleValue() const override;
+
+    /// Null pointers among the arguments stand for nothing.
+    const std::vector<CBlockFuncArgPtr>& Arguments() const noexcept { return mArguments; }
+    void Append(CBlockFuncArgPtr argument) { mArguments.push_back(std::move(argument)); }
+
+  private:
+    CToken                        mName;
+    std::vector<CBlockFuncArgPtr> mArguments;
+};
+
+}  // namespace io

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "tessel/streamio/block_item.h"
+
+#include <utility>
+
+namespace io {
+
+/// Holds one count on a block item, or is null. A stream object itself: it reads as its item reads.
+template <class T>
+class CBlock_ptr : public CStreamio_object {
+  public:
+    CBlock_ptr() noexcept = default;
+    /// Takes one count on the item; null is allowed.
+    CBlock_ptr(T* item) noexcept : mItem(item) { Hold(); }
+    CBlock_ptr(const CBlock_ptr& other) noexcept : CStreamio_object(other), mItem(other.mItem) { Hold(); }
+    CBlock_ptr(CBlock_ptr&& other) noexcept : mItem(std::exchange(other.mItem, nullptr)) {}
+    /// From a pointer to a wider type: null when the item is not of this type.
+    template <class Wider>
+    explicit CBlock_ptr(const CBlock_ptr<Wider>& other) noexcept
+        : CBlock_ptr(dynamic_cast<T*>(other.Get())) {}
+    ~CBlock_ptr() override { LetGo(); }
+
+    CBlock_ptr& operator=(const CBlock_ptr& other) noexcept {
+        CBlock_ptr(other).Swap(*this);
+        return *this;
+    }
+    CBlock_ptr& operator=(CBlock_ptr&& other) noexcept {
+        CBlock_ptr(std::move(other)).Swap(*this);
+        return *this;
+    }
+
+    T*       Get() const noexcept { return mItem; }
+    T*       operator->() const noexcept { return mItem; }
+    T&       operator*() const noexcept { return *mItem; }
+    explicit operator bool() const noexcept { return mItem != nullptr; }
+    bool     operator==(const CBlock_ptr& other) const noexcept { return mItem == other.mItem; }
+
+    /// Reads the held item; nothing happens without one.
+    void Read(CToken_istream& stream) override {
+        if (mItem != nullptr) mItem->Read(stream);
+    }
+
+  private:
+    void Swap(CBlock_ptr& other) noexcept { std::swap(mItem, other.mItem); }
+    void Hold() noexcept {
+        if (mItem != nullptr) mItem->AddRef();
+    }
+    void LetGo() noexcept {
+        if (mItem != nullptr) mItem->Release();
+    }
+
+    T* mItem = nullptr;
+};
+
+/// Holds an item of any kind. Reading makes the item that the text calls for.
+class CBlockItemPtr : public CBlock_ptr<CBlock_item> {
+  public:
+    using CBlock_ptr::CBlock_ptr;
+
+    /// Reads one item of a block: a block, a named value, a function or a vector.
+    /// @throws XStreamioError  codes 11 and 7 when no item begins here, or what the item throws.
+    void Read(CToken_istream& stream) override;
+};
+
+/// Holds an argument of a function. Reading makes a value, a named value, a function or a vector.
+class CBlockFuncArgPtr : public CBlock_ptr<CBlock_func_arg> {
+  public:
+    using CBlock_ptr::CBlock_ptr;
+
+    void Read(CToken_istream& stream) override;
+};
+
+}  // namespace io

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "tessel/streamio/block_item.h"
+
+namespace io {
+
+/// A plain value: one token, or nothing.
+class CBlock_value : public CBlock_func_arg {
+  public:
+    CBlock_value() = default;
+    explicit CBlock_value(const CToken& value) : mValue(value) {}
+
+    /// @throws XStreamioError  code 5 when the next token is no value.
+    void Read(CToken_istream& stream) override;
+
+    bool        HasName() const override { return false; }
+    bool        IsEmpty() const override { return mValue.Type() == ETokenType::Null; }
+    std::size_t Count() const override { return IsEmpty() ? 0 : 1; }
+    void        Clear() override { mValue.Clear(); }
+    bool        IsValue() const override { return true; }
+
+    const CToken* SoleValue() const override { return &mValue; }
+    const CToken& Value() const noexcept { return mValue; }
+    void          SetValue(const CToken& value) { mValue = value; }
+
+  private:
+    CToken mValue;
+};
+
+/// `name = value`.
+class CBlock_named_value : public CBlock_value {
+  public:
+    CBlock_named_value() = default;
+    explicit CBlock_named_value(const wchar_t* name) { SetName(name); }
+
+    /// Reads the "=" and the value; the name has been read already.
+    /// @throws XStreamioError  code 6 without the "=", code 5 without a value.
+    void Read(CToken_istream& stream) override;
+
+    const CToken& Name() const override { return mName; }
+    void          SetNameToken(const CToken& name) override { mName = name; }
+    bool          HasName() const override { return true; }
+    bool          IsValue() const override { return false; }
+    bool          IsNamedValue() const override { return true; }
+
+  private:
+    CToken mName;
+};
+
+}  // namespace io

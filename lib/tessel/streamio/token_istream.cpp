@@ -1,0 +1,286 @@
+#include "tessel/streamio/token_istream.h"
+
+#include "tessel/baseutils/assertion.h"
+#include "tessel/streamio/token_grammar_default.h"
+#include "tessel/streamio/token_textstreambuf.h"
+
+#include <locale>
+#include <sstream>
+#include <utility>
+
+namespace io {
+
+namespace {
+
+std::unique_ptr<std::wistream> OpenFile(const AString& path, std::uint32_t flags) {
+    if (flags & kOpenFastInput) return CreateFastIStream(path);
+    return CreateIStream(path);
+}
+
+std::unique_ptr<std::wistream> OpenFileInLocale(const AString& path, const std::locale& locale) {
+    auto stream = CreateIStream(path);
+    stream->imbue(locale);
+    return stream;
+}
+
+}  // namespace
+
+CToken_istream::CToken_istream(const AString& path, std::uint32_t flags, const CToken_grammar* grammar)
+    : CToken_istream(OpenFile(path, flags), flags, grammar) {}
+
+CToken_istream::CToken_istream(const AString& path, const char* localeName)
+    : CToken_istream(OpenFileInLocale(path, std::locale(localeName)), 0, nullptr, kImbuedStream) {
+    mTokenStreamBuf->SetLocale(std::locale(localeName));
+}
+
+CToken_istream::CToken_istream(std::unique_ptr<std::wistream> stream, std::uint32_t flags,
+                               const CToken_grammar* grammar)
+    : CToken_istream(std::move(stream), flags, grammar, kUtf8Units) {}
+
+CToken_istream::CToken_istream(std::unique_ptr<std::wistream> stream, std::uint32_t flags,
+                               const CToken_grammar* grammar, ECodeCvt codeCvt)
+    : CAbstract_istream(std::move(stream)),
+      mGrammar(grammar ? grammar : &CToken_grammar_default::Shared()),
+      mTokenStreamBuf(std::make_unique<CToken_textstreambuf>(CharBuffer(), *mGrammar)),
+      mBeginKind(KindOf(BeginKeyword())),
+      mEndKind(KindOf(EndKeyword())) {
+    mTokenStreamBuf->SetCodeCvt(codeCvt);
+    if (flags & kOpenIgnoreCase) {
+        mTokenStreamBuf->SetCaseMode(kCaseIgnore);
+    } else if (flags & kOpenExactCase) {
+        mTokenStreamBuf->SetCaseMode(kCaseKeep);
+    }
+    // The first token is read when it is first looked at: a stream that is sent to a position at
+    // once reads nothing before it.
+    if (CharStream() == nullptr || !CharStream()->good()) mGood = false;
+}
+
+CToken_istream::~CToken_istream() = default;
+
+CToken_istring::CToken_istring(const AString& text, std::uint32_t flags, const CToken_grammar* grammar)
+    : CToken_istream(std::make_unique<std::wistringstream>(text.Str()), flags, grammar, kWideUnits) {}
+
+// --- tokens
+
+bool CToken_istream::Begin() {
+    if (!CanLook()) return false;
+    mGood = true;
+    return true;
+}
+
+const CToken& CToken_istream::Load() {
+    for (;;) {
+        const CToken& token = mTokenStreamBuf->CurrentToken();
+        const bool    pass =
+            token.Type() == ETokenType::Null || (mSkipEndOfLine && token.Type() == ETokenType::Eol);
+        if (!pass) return token;
+        mTokenStreamBuf->NextToken();
+    }
+}
+
+const CToken& CToken_istream::CurrentToken() {
+    return Begin() ? Load() : mTokenStreamBuf->CurrentToken();
+}
+
+void CToken_istream::NextToken() {
+    if (!Begin()) return;
+    Load();
+    mTokenStreamBuf->NextToken();
+}
+
+void CToken_istream::ReadToken(CToken& token) {
+    if (!Begin()) return;
+    token = Load();
+    mTokenStreamBuf->NextToken();
+}
+
+void CToken_istream::PushBackToken(const CToken& token) {
+    mTokenStreamBuf->PushBackToken(token);
+}
+
+std::uint32_t CToken_istream::LineNumber() const {
+    return mTokenStreamBuf->LineNumber();
+}
+
+bool CToken_istream::IsCommaOptional() const {
+    const EFormatKind kind = mTokenStreamBuf->FormatKind();
+    return kind == kFormatBinary || kind == kFormatBinarySmallest;
+}
+
+void CToken_istream::Fail() {
+    mGood = false;
+    if (mSkipOnMismatch) mTokenStreamBuf->NextToken();
+}
+
+void CToken_istream::SkipAfterError() {
+    if (!Begin()) return;
+    if (AtEndOfLine()) {
+        mTokenStreamBuf->NextToken();
+    } else {
+        mTokenStreamBuf->SkipToEol();
+    }
+}
+
+// --- looking
+
+bool CToken_istream::AtEndOfLine() const {
+    return mTokenStreamBuf->CurrentToken().Type() == ETokenType::Eol;
+}
+bool CToken_istream::AtEndOfFile() {
+    return Begin() && Load().Type() == ETokenType::Eof;
+}
+bool CToken_istream::AtNumber() {
+    return Begin() && Load().IsNumeric();
+}
+bool CToken_istream::AtDelimiter(wchar_t c) {
+    return Begin() && Load().IsSymbol(c);
+}
+
+bool CToken_istream::CurrentNumberEquals(double number) {
+    return AtNumber() && Load().Number() == number;
+}
+
+bool CToken_istream::CurrentTokenIs(const wchar_t* text) {
+    return Begin() && Load().CanBeName() && mTokenStreamBuf->NamesEqual(Load().View(), text);
+}
+
+// --- keywords
+
+ETokenType CToken_istream::KindOf(const AString& keyword) const {
+    for (const ETokenType kind : {ETokenType::Keyword, ETokenType::Symbol})
+        if (mGrammar->ScanTypeInRange(keyword.CStr(), kind, kind)) return kind;
+    return ETokenType::Null;
+}
+
+void CToken_istream::SetBeginKeyword(const AString& keyword) {
+    CAbstract_istream::SetBeginKeyword(keyword);
+    mBeginKind = KindOf(keyword);
+}
+
+void CToken_istream::SetEndKeyword(const AString& keyword) {
+    CAbstract_istream::SetEndKeyword(keyword);
+    mEndKind = KindOf(keyword);
+}
+
+bool CToken_istream::IsKeyword(ETokenType kind, const AString& keyword) {
+    if (!Begin()) return false;
+    const CToken& token = Load();
+    // A keyword that is no single word or symbol cannot be told from anything: every token counts.
+    if (kind == ETokenType::Null) return true;
+    return token.Type() == kind && mTokenStreamBuf->NamesEqual(token.View(), keyword.Str());
+}
+
+bool CToken_istream::AtBeginKeyword() {
+    return IsKeyword(mBeginKind, BeginKeyword());
+}
+bool CToken_istream::AtEndKeyword() {
+    return IsKeyword(mEndKind, EndKeyword());
+}
+
+template <class Accepts>
+bool CToken_istream::LooksAtBlock(Accepts accepts) {
+    if (!Begin()) return false;
+    if (BeginKeyword().IsEmpty()) return accepts(Load());
+    if (!AtBeginKeyword()) return false;
+    const CToken begin = Load();
+    mTokenStreamBuf->NextToken();
+    const bool accepted = accepts(Load());
+    mTokenStreamBuf->PushBackToken(begin);
+    return accepted;
+}
+
+bool CToken_istream::AtBlockBegin() {
+    return LooksAtBlock([](const CToken& token) { return token.CanBeName(); });
+}
+
+bool CToken_istream::IsBlockNamed(const AString& name) {
+    return LooksAtBlock([&](const CToken& token) {
+        return token.CanBeName() && mTokenStreamBuf->NamesEqual(token.View(), name.Str());
+    });
+}
+
+// --- reading
+
+void CToken_istream::ReadDelimiter(wchar_t c) {
+    if (!Begin()) return;
+    if (Load().IsSymbol(c)) {
+        mTokenStreamBuf->NextToken();
+    } else {
+        Fail();
+    }
+}
+
+void CToken_istream::ReadName(AString& name) {
+    if (!Begin()) return;
+    name = Load().String();
+    mTokenStreamBuf->NextToken();
+}
+
+void CToken_istream::ReadBeginBlock(AString& name) {
+    if (!Begin()) return;
+    if (!AtBlockBegin()) {
+        Fail();
+        return;
+    }
+    if (!BeginKeyword().IsEmpty()) NextToken();
+    ReadName(name);
+}
+
+void CToken_istream::ReadEndKeyword() {
+    if (AtEndKeyword()) mTokenStreamBuf->NextToken();
+}
+
+void CToken_istream::ReadEndBlock(const AString& name) {
+    if (!Begin()) return;
+    if (mTokenStreamBuf->NamesEqual(Load().View(), name.Str())) {
+        mTokenStreamBuf->NextToken();
+    } else {
+        Fail();
+    }
+}
+
+bool CToken_istream::FindBlock(const AString& name) {
+    if (!Begin()) return false;
+    const CAbstract_stream_pos start = GetPos();
+    if (SearchBlock(name)) return true;
+    SetPos(start);
+    mGood = false;
+    return false;
+}
+
+bool CToken_istream::SearchBlock(const AString& name) {
+    AString other;
+    while (mGood && !AtEndOfFile()) {
+        if (AtBlockBegin()) {
+            if (IsBlockNamed(name)) return true;
+            ReadBeginBlock(other);
+        } else if (AtEndKeyword()) {
+            ReadEndKeyword();
+            if (!AtEndOfLine() && !AtEndOfFile()) NextToken();
+        } else {
+            NextToken();
+        }
+    }
+    return false;
+}
+
+// --- places
+
+CAbstract_stream_pos CToken_istream::GetPos() {
+    CStreamStatePtr state;
+    mTokenStreamBuf->SaveState(state);
+    const auto& saved = static_cast<const CToken_stream_state&>(*state);
+    return CAbstract_stream_pos(saved.mOffset, state);
+}
+
+void CToken_istream::SetPos(const CAbstract_stream_pos& pos) {
+    if (!SeekChars(pos)) mGood = false;
+    mTokenStreamBuf->RestoreState(pos.State());
+}
+
+CToken_istream::CNesting::CNesting(CToken_istream& stream) : mStream(stream) {
+    if (mStream.mDepth == kMaxNesting) throw mStream.Error(kStreamioInvalidBlockItem);
+    ++mStream.mDepth;
+}
+
+}  // namespace io

@@ -1,0 +1,150 @@
+#pragma once
+
+#include "tessel/streamio/abstract_istream.h"
+#include "tessel/streamio/streamio_error.h"
+#include "tessel/streamio/token_grammar.h"
+#include "tessel/streamio/token_streambuf.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace io {
+
+/// How deep blocks and functions may nest. An item beyond is refused with code 4
+/// (`kStreamioInvalidBlockItem`): reading recurses, and the stack of a thread in somebody else's
+/// process is not ours to fill.
+inline constexpr unsigned kMaxNesting = 256;
+
+/// Reads blocks and their items from tokens.
+///
+/// A failed expectation makes the stream fail; until `Clear()` every operation then returns at once
+/// and answers false (unless sticky failure is switched off). Reading operations look at the
+/// current token, reading one if there is none yet, and pass over line ends on the way.
+class CToken_istream : public CAbstract_istream {
+  public:
+    /// Opens a file.
+    /// @param flags    of `EOpenFlag`.
+    /// @param grammar  borrowed for the stream's life; null is the shared default.
+    CToken_istream(const AString& path, std::uint32_t flags, const CToken_grammar* grammar = nullptr);
+    /// Opens a file whose characters the named locale converts.
+    /// @throws std::runtime_error  the system does not know that locale.
+    CToken_istream(const AString& path, const char* localeName);
+    /// Takes a character stream over; its units are bytes.
+    CToken_istream(std::unique_ptr<std::wistream> stream, std::uint32_t flags,
+                   const CToken_grammar* grammar = nullptr);
+    ~CToken_istream() override;
+
+    bool good() const override { return CAbstract_istream::good(); }
+    bool fail() const override { return CAbstract_istream::fail(); }
+
+    /// True for the binary forms, whose lists need no commas.
+    virtual bool IsCommaOptional() const;
+    /// Makes the stream good again and goes to the next line.
+    virtual void SkipAfterError();
+    virtual void NextToken();
+    /// Reads the begin keyword and the block's name; fails when they are not there.
+    virtual void ReadBeginBlock(AString& name);
+    /// Consumes the end keyword if it is next.
+    virtual void ReadEndKeyword();
+    /// Consumes the name behind an end keyword; fails when it is another.
+    virtual void ReadEndBlock(const AString& name);
+    /// Reads the text of the next token and consumes it.
+    virtual void ReadName(AString& name);
+    /// Consumes this delimiter; fails when something else is next.
+    virtual void ReadDelimiter(wchar_t c);
+    /// The token to be read next; valid until the stream is used again.
+    virtual const CToken& CurrentToken();
+    /// The line reached, 1-based; that of the current token.
+    virtual std::uint32_t LineNumber() const;
+    /// Whether a block of this name begins here. Consumes nothing.
+    virtual bool IsBlockNamed(const AString& name);
+    /// Searches forward for a block of this name, on any level, passing over block ends. True: the
+    /// stream stands at the block's begin keyword. False: it is back where it was, and failed.
+    virtual bool FindBlock(const AString& name);
+    virtual bool AtBlockBegin();
+    virtual bool AtBeginKeyword();
+    virtual bool AtEndKeyword();
+    /// Whether the next token can be a name and has this text.
+    virtual bool CurrentTokenIs(const wchar_t* text);
+    virtual bool AtDelimiter(wchar_t c);
+    /// Whether a line ends here; looks at the current token as it stands.
+    virtual bool AtEndOfLine() const;
+    virtual bool AtEndOfFile();
+    virtual bool AtNumber();
+    virtual bool CurrentNumberEquals(double number);
+    /// Makes the stream good again.
+    virtual void Clear() { mGood = true; }
+    /// Copies the current token and advances.
+    virtual void ReadToken(CToken& token);
+    /// Makes a token that was read the current one again.
+    void PushBackToken(const CToken& token);
+
+    void SetBeginKeyword(const AString& keyword) override;
+    void SetEndKeyword(const AString& keyword) override;
+
+    CAbstract_stream_pos GetPos() override;
+    void                 SetPos(const CAbstract_stream_pos& pos) override;
+
+    /// A failed expectation consumes the token that failed it. Off at first.
+    void SetSkipOnMismatch(bool on) noexcept { mSkipOnMismatch = on; }
+    /// Operations on a failed stream do nothing. On at first.
+    void SetStickyFailure(bool on) noexcept { mStickyFailure = on; }
+    /// Line ends are passed over. On at first.
+    void SetSkipEndOfLine(bool on) noexcept { mSkipEndOfLine = on; }
+
+    /// The token buffer, for its settings.
+    CToken_streambuf& TokenBuffer() noexcept { return *mTokenStreamBuf; }
+
+    /// Marks the stream failed, and consumes the token that did it when that is asked for.
+    void Fail();
+    /// An error of this code at the current line, to be thrown.
+    XStreamioError Error(EStreamioError code) const { return {code, LineNumber()}; }
+
+    /// Counts a level of nesting while it lives.
+    /// @throws XStreamioError  code 4 at the level past `kMaxNesting`.
+    class CNesting {
+      public:
+        explicit CNesting(CToken_istream& stream);
+        ~CNesting() { --mStream.mDepth; }
+        CNesting(const CNesting&)            = delete;
+        CNesting& operator=(const CNesting&) = delete;
+
+      private:
+        CToken_istream& mStream;
+    };
+
+  protected:
+    /// For streams over units of another kind.
+    CToken_istream(std::unique_ptr<std::wistream> stream, std::uint32_t flags, const CToken_grammar* grammar,
+                   ECodeCvt codeCvt);
+
+  private:
+    const CToken& Load();
+    bool          Begin();
+    bool          CanLook() const noexcept { return mGood || !mStickyFailure; }
+    bool          IsKeyword(ETokenType kind, const AString& keyword);
+    ETokenType    KindOf(const AString& keyword) const;
+    bool          SearchBlock(const AString& name);
+    /// Whether the begin keyword is next and a name that `accepts` follows it. Consumes nothing.
+    template <class Accepts>
+    bool LooksAtBlock(Accepts accepts);
+
+    const CToken_grammar*             mGrammar;
+    std::unique_ptr<CToken_streambuf> mTokenStreamBuf;
+    bool                              mSkipOnMismatch = false;
+    bool                              mStickyFailure  = true;
+    bool                              mSkipEndOfLine  = true;
+    ETokenType                        mBeginKind;
+    ETokenType                        mEndKind;
+    unsigned                          mDepth = 0;
+};
+
+/// The same over text in memory, one character a unit.
+class CToken_istring : public CToken_istream {
+  public:
+    explicit CToken_istring(const AString& text, std::uint32_t flags = 0,
+                            const CToken_grammar* grammar = nullptr);
+};
+
+}  // namespace io

@@ -1,0 +1,238 @@
+#include "tessel/streamio/token_streambuf.h"
+
+#include "tessel/baseutils/assertion.h"
+
+#include <algorithm>
+#include <ios>
+
+namespace io {
+
+namespace {
+
+using Traits = std::char_traits<wchar_t>;
+
+/// The units that a UTF-8 lead byte announces; 1 for a byte that leads nothing.
+constexpr std::size_t Utf8Length(LexChar lead) noexcept {
+    if (lead >= 0xC2 && lead <= 0xDF) return 2;
+    if (lead >= 0xE0 && lead <= 0xEF) return 3;
+    if (lead >= 0xF0 && lead <= 0xF4) return 4;
+    return 1;
+}
+
+/// Refuses overlong forms and what lies beyond U+10FFFF; surrogates pass, as the writer makes them.
+constexpr bool IsContinuation(LexChar lead, std::size_t index, LexChar unit) noexcept {
+    if (unit < 0x80 || unit > 0xBF) return false;
+    if (index != 1) return true;
+    switch (lead) {
+        case 0xE0:
+            return unit >= 0xA0;
+        case 0xF0:
+            return unit >= 0x90;
+        case 0xF4:
+            return unit <= 0x8F;
+        default:
+            return true;
+    }
+}
+
+/// Makes a locale the global one for a while.
+class CGlobalLocale {
+  public:
+    explicit CGlobalLocale(const std::locale& locale) : mSaved(std::locale::global(locale)) {}
+    ~CGlobalLocale() { std::locale::global(mSaved); }
+    CGlobalLocale(const CGlobalLocale&)            = delete;
+    CGlobalLocale& operator=(const CGlobalLocale&) = delete;
+
+  private:
+    std::locale mSaved;
+};
+
+}  // namespace
+
+bool CToken_stream_state::IsValid() const noexcept {
+    return (mOffset >= 0 || mAtLineStart) && mPushBackCount == 0 && mTokenPushBackCount == 0;
+}
+
+CToken_streambuf::CToken_streambuf(std::wstreambuf* a_streambuf) : mStreamBuf(a_streambuf) {
+    TESSEL_ASSERT(a_streambuf);
+}
+
+// --- tokens
+
+const CToken& CToken_streambuf::CurrentToken() const noexcept {
+    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1] : mCurrentToken;
+}
+
+const CToken& CToken_streambuf::NextToken() {
+    const ETokenType passed = CurrentToken().Type();
+    mAtLineStart            = passed == ETokenType::Eol || passed == ETokenType::Null;
+    if (mTokenPushBackCount != 0) {
+        mTokenPushBack[--mTokenPushBackCount].Clear();
+    } else {
+        ReadCurrentToken();
+    }
+    return CurrentToken();
+}
+
+void CToken_streambuf::ReadCurrentToken() {
+    if (mCodeCvt != kImbuedStream) {
+        ReadToken(mCurrentToken);
+        return;
+    }
+    const CGlobalLocale forThisToken(mStreamLocale);
+    ReadToken(mCurrentToken);
+}
+
+void CToken_streambuf::PushBackToken(const CToken& token) {
+    TESSEL_ASSERT(mTokenPushBackCount < kMaxTokenPushBack);
+    if (mTokenPushBackCount < kMaxTokenPushBack) mTokenPushBack[mTokenPushBackCount++] = token;
+}
+
+bool CToken_streambuf::Find(const ETokenType* type, const AString& text, bool atLineStartOnly) {
+    for (;; NextToken()) {
+        const CToken& token = CurrentToken();
+        if (token.Type() == ETokenType::Eof) return false;
+        if (token.Type() == ETokenType::Null || (atLineStartOnly && !mAtLineStart)) continue;
+        if ((type == nullptr || token.Type() == *type) && NamesEqual(token.View(), text.Str())) return true;
+    }
+}
+
+bool CToken_streambuf::FindToken(ETokenType type, const AString& text) {
+    return Find(&type, text, false);
+}
+bool CToken_streambuf::FindTokenAtLineStart(ETokenType type, const AString& text) {
+    return Find(&type, text, true);
+}
+bool CToken_streambuf::FindText(const AString& text) {
+    return Find(nullptr, text, false);
+}
+bool CToken_streambuf::FindTextAtLineStart(const AString& text) {
+    return Find(nullptr, text, true);
+}
+
+bool CToken_streambuf::NamesEqual(std::wstring_view a, std::wstring_view b) const noexcept {
+    if (!IsCaseInsensitive()) return a == b;
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](wchar_t x, wchar_t y) {
+        return x == y || AString::LowerChar(x) == AString::LowerChar(y);
+    });
+}
+
+// --- characters
+
+LexChar CToken_streambuf::ReadUnit() {
+    if (mStreamBuf == nullptr) return kEndOfInput;
+    try {
+        const auto unit = mStreamBuf->sgetc();
+        // Where a wide character has 16 bits, U+FFFF looks like the end; what is left in the buffer tells.
+        if (Traits::eq_int_type(unit, Traits::eof()) && mStreamBuf->in_avail() <= 0) return kEndOfInput;
+        mStreamBuf->sbumpc();
+        const auto ch = static_cast<LexChar>(Traits::to_char_type(unit));
+        return ch < 0 ? kCharMax : ch;
+    } catch (const std::ios_base::failure&) {
+        return kEndOfInput;  // a file that can no longer be read ends here
+    }
+}
+
+LexChar CToken_streambuf::NextUnit() {
+    if (mWaitingCount == 0) return ReadUnit();
+    const LexChar unit = mWaiting[0];
+    std::copy(mWaiting.begin() + 1, mWaiting.begin() + static_cast<std::ptrdiff_t>(mWaitingCount),
+              mWaiting.begin());
+    --mWaitingCount;
+    return unit;
+}
+
+void CToken_streambuf::LoadLookAhead() {
+    const LexChar unit = NextUnit();
+    mLookAhead         = unit;
+    if (unit == kEndOfInput) return;
+    mLookAheadUnits = 1;
+    if (mCodeCvt == kUtf8Units && Utf8Length(unit) > 1) DecodeUtf8(unit);
+}
+
+void CToken_streambuf::DecodeUtf8(LexChar lead) {
+    const std::size_t length = Utf8Length(lead);
+    LexChar           ch     = lead & (0x7F >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        if (mWaitingCount < i) {
+            const LexChar unit = ReadUnit();
+            if (unit == kEndOfInput) return;
+            mWaiting[mWaitingCount++] = unit;
+        }
+        if (!IsContinuation(lead, i, mWaiting[i - 1])) return;
+        ch = (ch << 6) | (mWaiting[i - 1] & 0x3F);
+    }
+    mLookAhead      = ch;
+    mLookAheadUnits = length;
+    std::copy(mWaiting.begin() + static_cast<std::ptrdiff_t>(length - 1),
+              mWaiting.begin() + static_cast<std::ptrdiff_t>(mWaitingCount), mWaiting.begin());
+    mWaitingCount -= length - 1;
+}
+
+LexChar CToken_streambuf::PeekChar() {
+    if (mPushBackCount != 0) return mPushBack[mPushBackCount - 1];
+    if (mLookAheadUnits == 0) LoadLookAhead();
+    return mLookAhead;
+}
+
+void CToken_streambuf::GetChar() {
+    if (mPushBackCount != 0) {
+        --mPushBackCount;
+    } else {
+        mLookAheadUnits = 0;
+    }
+}
+
+void CToken_streambuf::PushBackChar(LexChar ch) {
+    TESSEL_ASSERT(mPushBackCount < kMaxPushBack);
+    if (mPushBackCount < kMaxPushBack) mPushBack[mPushBackCount++] = ch;
+}
+
+// --- places
+
+void CToken_streambuf::InitState(CStreamStatePtr& state) const {
+    state = CStreamStatePtr(new CToken_stream_state);
+}
+
+void CToken_streambuf::SaveState(CStreamStatePtr& state) {
+    auto*           saved = new CToken_stream_state;
+    CStreamStatePtr holder(saved);
+
+    ACharStreamOff off =
+        mStreamBuf
+            ? static_cast<ACharStreamOff>(mStreamBuf->pubseekoff(0, std::ios_base::cur, std::ios_base::in))
+            : -1;
+    if (UnitsHeld() != 0 && off >= 0) {
+        // Behind a converting buffer a unit has no fixed width, so there is no going back by units.
+        TESSEL_ASSERT(mCodeCvt != kImbuedStream);
+        TESSEL_ASSERT(off != 0);
+        if (mCodeCvt != kImbuedStream && off != 0) off -= static_cast<ACharStreamOff>(UnitsHeld());
+    }
+    saved->mOffset             = off;
+    saved->mAtLineStart        = mAtLineStart;
+    saved->mLine               = mLine;
+    saved->mPushBackCount      = mPushBackCount;
+    saved->mPushBack           = mPushBack;
+    saved->mTokenPushBackCount = mTokenPushBackCount;
+    saved->mTokenPushBack      = mTokenPushBack;
+    saved->mCurrentToken       = mCurrentToken;
+    state                      = holder;
+}
+
+void CToken_streambuf::RestoreState(const CStreamStatePtr& state) {
+    CStreamStatePtr fresh;
+    if (!state) InitState(fresh);
+    const auto& from = static_cast<const CToken_stream_state&>(state ? *state : *fresh);
+
+    mLookAheadUnits     = 0;
+    mWaitingCount       = 0;
+    mAtLineStart        = from.mAtLineStart;
+    mLine               = from.mLine;
+    mPushBackCount      = from.mPushBackCount;
+    mPushBack           = from.mPushBack;
+    mTokenPushBackCount = from.mTokenPushBackCount;
+    mTokenPushBack      = from.mTokenPushBack;
+    mCurrentToken       = from.mCurrentToken;
+}
+
+}  // namespace io

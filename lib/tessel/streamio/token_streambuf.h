@@ -1,0 +1,174 @@
+#pragma once
+
+#include "tessel/streamio/base_grammar.h"
+#include "tessel/streamio/streamio_pos.h"
+#include "tessel/streamio/token.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <locale>
+#include <streambuf>
+
+namespace io {
+
+inline constexpr std::size_t kMaxPushBack      = 64;  ///< characters
+inline constexpr std::size_t kMaxTokenPushBack = 10;  ///< tokens
+
+/// How the units of the underlying buffer become characters.
+enum ECodeCvt : std::uint32_t {
+    kImbuedStream,  ///< its own locale has converted them
+    kUtf8Units,     ///< each is a byte of UTF-8; a byte that is not well formed stands for itself
+    kWideUnits,     ///< each is a character already: text in memory
+};
+
+/// What happens to the case of keywords as they are read and compared.
+enum ECaseMode : std::uint32_t {
+    kCaseUpper,   ///< read as upper case
+    kCaseLower,   ///< read as lower case
+    kCaseIgnore,  ///< kept; names and keywords compare without case
+    kCaseKeep,    ///< kept; they compare exactly
+};
+
+/// How the tokens of a stream are written down. Two of them are told apart in a running program by
+/// `IsCommaOptional` of the streams: kinds 3 and 4.
+enum EFormatKind : std::uint32_t { kFormatText = 1, kFormatBinary = 3, kFormatBinarySmallest = 4 };
+
+/// A token buffer's place: everything that decides what it delivers next.
+class CToken_stream_state : public CAbstract_stream_state {
+  public:
+    /// True when the place can be gone back to by its offset alone: nothing is pushed back, and it
+    /// has an offset or is the start of a line.
+    bool IsValid() const noexcept;
+
+    bool                                  mAtLineStart   = true;
+    std::uint32_t                         mLine          = 1;
+    std::size_t                           mPushBackCount = 0;
+    std::array<LexChar, kMaxPushBack>     mPushBack{};
+    std::size_t                           mTokenPushBackCount = 0;
+    std::array<CToken, kMaxTokenPushBack> mTokenPushBack;
+    CToken                                mCurrentToken;
+    ACharStreamOff                        mOffset = 0;  ///< units from the start; -1 when unknown
+};
+
+/// Turns the characters of a wide stream buffer into tokens. This base holds what all forms share:
+/// characters with one unit of look-ahead, what is pushed back, the current token, and the line.
+///
+/// Nothing here throws on what it reads; the end of the underlying buffer (also one that fails)
+/// gives `Eof` tokens for ever.
+class CToken_streambuf {
+  public:
+    /// @param a_streambuf  borrowed, must live as long as this object. Null fails an assertion and
+    ///                     behaves like an empty buffer.
+    explicit CToken_streambuf(std::wstreambuf* a_streambuf);
+    virtual ~CToken_streambuf()                          = default;
+    CToken_streambuf(const CToken_streambuf&)            = delete;
+    CToken_streambuf& operator=(const CToken_streambuf&) = delete;
+
+    // --- tokens
+
+    /// The last token pushed back, else the token read last (`Null` before the first).
+    const CToken& CurrentToken() const noexcept;
+    /// Advances: drops the last token pushed back, or reads a new one. Returns the new current token.
+    const CToken& NextToken();
+    /// Makes a copy of `token` the current token. An eleventh fails an assertion and is dropped.
+    void PushBackToken(const CToken& token);
+
+    /// Advances until the current token has this kind and text. False at the end.
+    bool FindToken(ETokenType type, const AString& text);
+    bool FindTokenAtLineStart(ETokenType type, const AString& text);
+    /// The same for a token of any kind.
+    bool FindText(const AString& text);
+    bool FindTextAtLineStart(const AString& text);
+
+    /// Passes over the rest of the line, counts it, and advances to the first token behind it. Drops
+    /// what was pushed back: it belongs to what is skipped. Only LF and NUL end a line here.
+    virtual void SkipToEol() = 0;
+    /// The same; the characters before the line end are appended to `line`.
+    virtual void        NewLine(AString& line)      = 0;
+    virtual EFormatKind FormatKind() const noexcept = 0;
+
+    /// The line of the place read up to, 1-based: a token's line right after it has been read.
+    std::uint32_t LineNumber() const noexcept { return mLine; }
+    /// Whether the token read last is the first of its line.
+    bool AtLineStart() const noexcept { return mAtLineStart; }
+
+    // --- settings
+
+    void      SetReturnComments(bool on) noexcept { mReturnComments = on; }
+    void      SetReturnWhiteSpace(bool on) noexcept { mReturnWhiteSpace = on; }
+    void      SetCaseMode(ECaseMode mode) noexcept { mCaseMode = mode; }
+    ECaseMode CaseMode() const noexcept { return mCaseMode; }
+    bool      IsCaseInsensitive() const noexcept { return mCaseMode == kCaseIgnore; }
+    /// To be set before the first character is read.
+    void SetCodeCvt(ECodeCvt mode) noexcept { mCodeCvt = mode; }
+    /// The locale that is global while a token is read in mode `kImbuedStream`.
+    void SetLocale(const std::locale& locale) { mStreamLocale = locale; }
+    /// Whether two names are equal by the case mode.
+    bool NamesEqual(std::wstring_view a, std::wstring_view b) const noexcept;
+
+    // --- characters
+
+    /// The next character, not consumed; `kEndOfInput` at the end.
+    LexChar PeekChar();
+    /// Consumes the character that `PeekChar` returned.
+    void GetChar();
+    /// Delivers `ch` next. A 65th fails an assertion and is dropped.
+    void PushBackChar(LexChar ch);
+
+    // --- places
+
+    /// Makes (if null) and resets a state to that of an unread stream.
+    virtual void InitState(CStreamStatePtr& state) const;
+    /// Takes the place that is reached now.
+    virtual void SaveState(CStreamStatePtr& state);
+    /// Goes on from a saved place, or afresh without one; the caller has set the underlying
+    /// buffer's position.
+    virtual void RestoreState(const CStreamStatePtr& state);
+
+  protected:
+    /// Reads one token from the characters.
+    virtual void ReadToken(CToken& token) = 0;
+
+    bool ReturnsComments() const noexcept { return mReturnComments; }
+    bool ReturnsWhiteSpace() const noexcept { return mReturnWhiteSpace; }
+    void CountLine() noexcept { ++mLine; }
+    void DropPushedBackTokens() noexcept { mTokenPushBackCount = 0; }
+    void StartLine() noexcept { mAtLineStart = true; }
+    /// Reads a new token into the current one, whatever is pushed back.
+    void ReadCurrentToken();
+    void ClearCurrentToken() noexcept { mCurrentToken.Clear(); }
+
+  private:
+    static constexpr std::size_t kMaxUnits = 4;  ///< the longest UTF-8 form
+
+    bool        Find(const ETokenType* type, const AString& text, bool atLineStartOnly);
+    LexChar     ReadUnit();
+    LexChar     NextUnit();
+    void        LoadLookAhead();
+    void        DecodeUtf8(LexChar lead);
+    std::size_t UnitsHeld() const noexcept { return mLookAheadUnits + mWaitingCount; }
+
+    std::wstreambuf* mStreamBuf;
+    bool             mReturnComments   = false;
+    bool             mReturnWhiteSpace = false;
+    ECaseMode        mCaseMode         = kCaseKeep;
+    ECodeCvt         mCodeCvt          = kUtf8Units;
+    std::locale      mStreamLocale;
+
+    CToken        mCurrentToken;
+    std::uint32_t mLine        = 1;
+    bool          mAtLineStart = true;
+
+    std::array<LexChar, kMaxPushBack>     mPushBack{};
+    std::size_t                           mPushBackCount = 0;
+    std::array<CToken, kMaxTokenPushBack> mTokenPushBack;
+    std::size_t                           mTokenPushBackCount = 0;
+
+    LexChar                        mLookAhead = kEndOfInput;  ///< read but not consumed, when it takes units
+    std::size_t                    mLookAheadUnits = 0;  ///< units that it was decoded from; 0: none is held
+    std::array<LexChar, kMaxUnits> mWaiting{};           ///< units read behind the look-ahead, in order
+    std::size_t                    mWaitingCount = 0;
+};
+
+}  // namespace io
