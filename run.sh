@@ -1,0 +1,33 @@
+#!/bin/sh
+# Shows the product at work: builds the shell extension, registers it in a fresh Wine prefix, and lets
+# a COM client ask it for the tips and thumbnails of the sample projects.
+# usage: ./run.sh [PROJECT...]   (the samples without arguments)
+set -eu
+root=$(cd "$(dirname "$0")" && pwd)
+. "$root/scripts/common.sh"
+
+# shellcheck disable=SC2086  # lists of words
+install_packages $tools_native $tools_windows
+[ $# -gt 0 ] || set -- "$root"/samples/*.tarvex
+
+build native tarvex-preview
+build windows-x64 TarvexShellExt shell_client
+
+windows() { "$root/scripts/run_windows.sh" x86_64 "$@" </dev/null; }
+bin=$root/build/windows-x64/bin
+pictures=$root/build/pictures
+mkdir -p "$pictures"
+
+say "A fresh Wine prefix, with TarvexShellExt.dll registered"
+"$root/scripts/make_wine_prefix.sh" x86_64
+windows regsvr32 /s "$bin/TarvexShellExt.dll" || die "regsvr32 refused the DLL"
+
+say "Tips and thumbnails from the DLL, through COM"
+windows "$bin/shell_client.exe" "$pictures" "$@"
+
+say "The same tips from the native tool"
+"$root/build/native/bin/tarvex-preview" tip "$@" || true
+
+say "Done"
+echo "The pictures are in $pictures."
+echo "Try next:  build/native/bin/tarvex-preview info samples/horn_feed.tarvex"

@@ -1,0 +1,44 @@
+#!/bin/sh
+# Runs a Windows program under Wine, in a prefix below build/wine/.
+# usage: run_windows.sh x86_64|i686 PROGRAM [ARGUMENT...]
+#
+# 32-bit Wine does not install beside the 64-bit one: it lives in a system of its own in a folder
+# (made by scripts/make_wine32.sh) that is entered with the checkout in its usual place.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+machine=$1
+shift
+
+export WINEPREFIX="$root/build/wine/$machine"
+export WINEDEBUG="${WINEDEBUG:--all}" WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
+export LC_ALL=C.UTF-8  # file names keep their characters
+mkdir -p "$root/build/wine"
+
+case $machine in
+x86_64) exec wine "$@" ;;
+i686)
+    [ "$(id -u)" -eq 0 ] || exec sudo -E "$0" i686 "$@"
+    system=${TARVEX_WINE32:-/var/cache/tarvex/wine32}
+    mkdir -p "$system$root"
+    # The server is told to go, which saves the registry; otherwise it would be killed with the others.
+    # shellcheck disable=SC2016  # expanded by the inner shells
+    exec unshare -m -p -f --kill-child sh -c '
+        system=$1 root=$2
+        shift 2
+        mount --bind "$root" "$system$root"
+        mount -t proc proc "$system/proc"
+        mount --bind /dev "$system/dev"
+        exec chroot "$system" sh -c '\''
+            cd "$1" && shift
+            status=0
+            wine "$@" || status=$?
+            wineserver -k
+            exit $status
+        '\'' sh "$PWD" "$@"
+    ' sh "$system" "$root" "$@"
+    ;;
+*)
+    echo "run_windows.sh: unknown machine $machine" >&2
+    exit 2
+    ;;
+esac
