@@ -1,0 +1,103 @@
+// Files outside Windows.
+
+#include "tessel/platform/platform.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <string>
+#include <string_view>
+
+namespace platform {
+namespace {
+
+/// Opens a regular file only. Without O_NONBLOCK the opening of a pipe would wait for its writer.
+int OpenRegularFile(const char* path) noexcept {
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (descriptor == -1) return -1;
+    struct stat status;
+    int         error = 0;
+    if (fstat(descriptor, &status) != 0)
+        error = errno;
+    else if (S_ISDIR(status.st_mode))
+        error = EISDIR;
+    else if (!S_ISREG(status.st_mode))
+        error = EACCES;
+    if (error == 0) return descriptor;
+    close(descriptor);
+    errno = error;
+    return -1;
+}
+
+/// Takes the descriptor over; -1 is passed on as null.
+std::FILE* OpenStream(int descriptor, const char* mode) noexcept {
+    if (descriptor == -1) return nullptr;
+    std::FILE* file = fdopen(descriptor, mode);
+    if (file != nullptr) return file;
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return nullptr;
+}
+
+bool HasHiddenName(std::string_view path) noexcept {
+    while (path.size() > 1 && path.back() == '/')
+        path.remove_suffix(1);
+    const std::string_view name = path.substr(path.rfind('/') + 1);
+    return name.starts_with('.') && name != "." && name != "..";
+}
+
+}  // namespace
+
+bool GetFileInfo(const char* path, CFileInfo* info) noexcept {
+    struct stat status;
+    if (stat(path, &status) != 0) return false;
+    info->mIsDirectory = S_ISDIR(status.st_mode);
+    info->mIsRegular   = S_ISREG(status.st_mode);
+    info->mIsHidden    = HasHiddenName(path);
+    info->mIsReadOnly  = (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+    info->mSize        = static_cast<std::uint64_t>(status.st_size);
+    return true;
+}
+
+std::FILE* OpenForReading(const char* path, bool text) noexcept {
+    return OpenStream(OpenRegularFile(path), text ? "r" : "rb");
+}
+
+std::FILE* OpenForAppending(const char* path) noexcept {
+    return OpenStream(open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0666), "a");
+}
+
+int OpenDescriptor(const wchar_t* path) noexcept {
+    char     narrow[PATH_MAX];
+    unsigned error = 0;
+    if (WideToMultiByte(kCodePageAnsi, path, -1, narrow, sizeof narrow, &error) == 0) {
+        errno = error == kErrorInsufficientBuffer ? ENAMETOOLONG : EINVAL;
+        return -1;
+    }
+    return OpenRegularFile(narrow);
+}
+
+int ReadDescriptor(int descriptor, void* out, unsigned bytes) noexcept {
+    for (;;) {
+        const ssize_t count = read(descriptor, out, bytes < INT_MAX ? bytes : INT_MAX);
+        if (count != -1 || errno != EINTR) return static_cast<int>(count);
+    }
+}
+
+std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noexcept {
+    return lseek(descriptor, offset, whence);
+}
+
+std::int64_t TellDescriptor(int descriptor) noexcept {
+    return lseek(descriptor, 0, SEEK_CUR);
+}
+
+void CloseDescriptor(int descriptor) noexcept {
+    close(descriptor);
+}
+
+}  // namespace platform
