@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <gdiplus.h>
 #include <io.h>
+#include <shellapi.h>
 
 #include <cstdio>
 #include <filesystem>
