@@ -239,5 +239,5 @@ void ListEnvironment() noexcept try {
 }
 
 void SetDebugLogFile(const char*) {
-    TESSEL_ASSERT(!"This function is not to be used anymore");
+    TESSEL_ASSERT_TEXT(false, "!\"This function is not to be used anymore\"");
 }

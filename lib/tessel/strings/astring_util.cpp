@@ -11,7 +11,7 @@ std::size_t AppendPieces(std::wstring_view text, std::wstring_view delimiters, s
                          bool keepDelimiters) {
     if (text.empty()) return 0;
     const std::size_t before = pieces.size();
-    const auto        append = [&](std::wstring_view piece) { pieces.emplace_back(piece.data(), piece.size()); };
+    const auto append = [&](std::wstring_view piece) { pieces.emplace_back(piece.data(), piece.size()); };
     for (std::size_t start = 0;;) {
         const std::size_t end = text.find_first_of(delimiters, start);
         append(text.substr(start, end - start));

@@ -1,0 +1,185 @@
+#include "tessel/platform/platform.h"
+#include "tessel/platform/test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::CTempFolder;
+using test_support::kWindows;
+
+/// The path as `OpenDescriptor` takes it.
+std::wstring WidePath(const fs::path& path) {
+#ifdef _WIN32
+    return path.wstring();
+#else
+    std::wstring wide(path.native().size() + 1, L'\0');
+    unsigned     error = 0;
+    platform::MultiByteToWide(platform::kCodePageAnsi, path.c_str(), -1, wide.data(),
+                              static_cast<int>(wide.size()), &error);
+    return wide.c_str();
+#endif
+}
+
+/// What opens, read to its end; "errno N" for what does not.
+std::string ReadAll(const fs::path& path, bool text) {
+    errno           = 0;
+    std::FILE* file = platform::OpenForReading(path.string().c_str(), text);
+    if (file == nullptr) {
+        EXPECT_NE(platform::LastError(), 0u);
+        return "errno " + std::to_string(errno);
+    }
+    char        buffer[100];
+    std::string content(buffer, std::fread(buffer, 1, sizeof buffer, file));
+    std::fclose(file);
+    return content;
+}
+
+TEST(Files, ReadAsTextAndAsBytes) {
+    const CTempFolder folder;
+    const fs::path    path = folder.Write("lines.txt", "a\r\nb\n\x1A");
+    EXPECT_EQ(ReadAll(path, false), "a\r\nb\n\x1A");
+    EXPECT_EQ(ReadAll(path, true), kWindows ? "a\nb\n" : "a\r\nb\n\x1A");
+    EXPECT_EQ(ReadAll(folder.Write("empty", ""), false), "");
+}
+
+TEST(Files, OpenOnlyWhenTheyAreRegular) {
+    const CTempFolder folder;
+    const std::string missing = "errno " + std::to_string(ENOENT);
+    const std::string refused = "errno " + std::to_string(EACCES);
+    EXPECT_EQ(ReadAll(folder / "missing", false), missing);
+    EXPECT_EQ(ReadAll(folder / "no folder/missing", false), missing);
+    EXPECT_EQ(ReadAll(folder / "", false), kWindows ? refused : "errno " + std::to_string(EISDIR));
+    EXPECT_EQ(ReadAll(kWindows ? "NUL" : "/dev/null", false), refused);
+    EXPECT_EQ(ReadAll("", false), missing);
+    EXPECT_TRUE(ReadAll(folder / std::string(300, 'x'), false).starts_with("errno "));
+    EXPECT_TRUE(ReadAll(folder / std::string(70000, 'x'), false).starts_with("errno "));
+    for (const fs::path& path : {folder / "missing", folder / "", folder / std::string(70000, 'x')})
+        EXPECT_EQ(platform::OpenDescriptor(WidePath(path).c_str()), -1);
+#ifndef _WIN32
+    const fs::path pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(ReadAll(pipe, false), refused);  // and does not wait for a writer
+    EXPECT_EQ(platform::OpenDescriptor(WidePath(pipe).c_str()), -1);
+#endif
+}
+
+TEST(Files, LetOthersDoAsTheyPleaseMeanwhile) {
+    const CTempFolder folder;
+    const fs::path    path = folder.Write("shared.txt", "before");
+    std::FILE*        file = platform::OpenForReading(path.string().c_str(), false);
+    ASSERT_NE(file, nullptr);
+    const int descriptor = platform::OpenDescriptor(WidePath(path).c_str());
+    ASSERT_NE(descriptor, -1);
+    std::ofstream(path, std::ios::binary) << "behind";
+    std::error_code error;
+    fs::rename(path, folder / "moved.txt", error);
+    EXPECT_FALSE(error) << error.message();
+    fs::remove(folder / "moved.txt", error);
+    EXPECT_FALSE(error) << error.message();
+    char buffer[10] = "";
+    EXPECT_EQ(std::fread(buffer, 1, sizeof buffer, file), 6u);
+    EXPECT_STREQ(buffer, "behind");
+    std::fclose(file);
+    platform::CloseDescriptor(descriptor);
+}
+
+TEST(Files, AreReadThroughDescriptors) {
+    const CTempFolder  folder;
+    const std::wstring path       = WidePath(folder.Write("digits", "0123\r\n6789"));
+    const int          descriptor = platform::OpenDescriptor(path.c_str());
+    ASSERT_NE(descriptor, -1);
+    char buffer[16] = "";
+    EXPECT_EQ(platform::SeekDescriptor(descriptor, 0, SEEK_END), 10);
+    EXPECT_EQ(platform::ReadDescriptor(descriptor, buffer, sizeof buffer), 0);
+    EXPECT_EQ(platform::SeekDescriptor(descriptor, -7, SEEK_CUR), 3);
+    EXPECT_EQ(platform::ReadDescriptor(descriptor, buffer, 4), 4);
+    EXPECT_EQ(std::string(buffer, 4), "3\r\n6");
+    EXPECT_EQ(platform::TellDescriptor(descriptor), 7);
+    EXPECT_EQ(platform::ReadDescriptor(descriptor, buffer, sizeof buffer), 3);
+    EXPECT_EQ(platform::SeekDescriptor(descriptor, -1, SEEK_SET), -1);
+    EXPECT_EQ(platform::SeekDescriptor(descriptor, std::int64_t{5} << 30, SEEK_SET), std::int64_t{5} << 30);
+    EXPECT_EQ(platform::TellDescriptor(descriptor), std::int64_t{5} << 30);
+    platform::CloseDescriptor(descriptor);
+}
+
+TEST(Files, OpenUnderEveryName) {
+    const CTempFolder folder;
+#ifdef _WIN32
+    const fs::path names[] = {L"gr\u00FC\u00DFe \u65E5\u672C \xD83D\xDE00.txt"};
+#else
+    const fs::path names[] = {
+        "gr\xC3\xBC\xC3\x9F"
+        "e \xE6\x97\xA5 \xF0\x9F\x98\x80.txt",
+        "latin \xFC.txt"};
+#endif
+    for (const fs::path& name : names) {
+        const int descriptor = platform::OpenDescriptor(WidePath(folder.Write(name, "x")).c_str());
+        EXPECT_NE(descriptor, -1) << name;
+        if (descriptor != -1) platform::CloseDescriptor(descriptor);
+    }
+}
+
+TEST(Files, TellTheirAttributes) {
+    const CTempFolder folder;
+    fs::create_directory(folder / "folder");
+    folder.Write("plain", "12345");
+    folder.Write(".hidden", "");
+    test_support::Hide(folder / ".hidden");
+    folder.Write("readonly", "");
+    fs::permissions(folder / "readonly", fs::perms::owner_read);
+    struct CRow {
+        const char* mName;
+        const char* mWords;
+        unsigned    mSize;
+    };
+    constexpr CRow kRows[] = {
+        {"folder", "directory", 0},          {"plain", "regular", 5},      {".hidden", "hidden regular", 0},
+        {"readonly", "readonly regular", 0}, {"folder/.", "directory", 0},
+    };
+    for (const CRow& row : kRows) {
+        platform::CFileInfo info;
+        ASSERT_TRUE(platform::GetFileInfo((folder / row.mName).string().c_str(), &info)) << row.mName;
+        std::string words;
+        if (info.mIsDirectory) words += "directory ";
+        if (info.mIsHidden) words += "hidden ";
+        if (info.mIsReadOnly) words += "readonly ";
+        if (info.mIsRegular) words += "regular ";
+        EXPECT_EQ(words, std::string(row.mWords) + " ") << row.mName;
+        if (!info.mIsDirectory) {
+            EXPECT_EQ(info.mSize, row.mSize) << row.mName;
+        }
+    }
+    fs::permissions(folder / "readonly", fs::perms::owner_all);
+    platform::CFileInfo info;
+    EXPECT_FALSE(platform::GetFileInfo((folder / "missing").string().c_str(), &info));
+    EXPECT_EQ(platform::LastError(), 2u);  // ENOENT and ERROR_FILE_NOT_FOUND are the same number
+}
+
+TEST(Files, AreAppendedToByManyAtOnce) {
+    const CTempFolder folder;
+    const std::string path   = (folder / "log.txt").string();
+    std::FILE*        first  = platform::OpenForAppending(path.c_str());
+    std::FILE*        second = platform::OpenForAppending(path.c_str());
+    ASSERT_TRUE(first != nullptr && second != nullptr);
+    for (int i = 0; i < 2; ++i) {
+        std::fputs("first\n", first);
+        std::fflush(first);
+        std::fputs("second\n", second);
+        std::fflush(second);
+    }
+    std::fclose(first);
+    std::fclose(second);
+    EXPECT_EQ(test_support::ReadText(path), "first\nsecond\nfirst\nsecond\n");
+    EXPECT_EQ(platform::OpenForAppending((folder / "no folder/log.txt").string().c_str()), nullptr);
+}
+
+}  // namespace
