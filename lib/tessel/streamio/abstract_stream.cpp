@@ -29,13 +29,19 @@ bool IsThere(const std::string& path, platform::CFileInfo* info) {
 }
 
 template <class Stream>
-std::unique_ptr<Stream> CreateFileStream(const AString& path, std::ios_base::openmode mode,
-                                         const wchar_t* label) {
+std::unique_ptr<Stream> CreateClosedStream() {
     auto stream = std::make_unique<Stream>();
     TESSEL_ASSERT(stream);
     TESSEL_ASSERT(stream->rdbuf());
     stream->imbue(std::locale(std::locale::classic(), new NoCodeCvt));
-    errno = 0;
+    return stream;
+}
+
+template <class Stream>
+std::unique_ptr<Stream> CreateFileStream(const AString& path, std::ios_base::openmode mode,
+                                         const wchar_t* label) {
+    auto stream = CreateClosedStream<Stream>();
+    errno       = 0;
     stream->open(path.ToNarrow(), mode | std::ios_base::binary);
     ReportFileAccess(AString(label), path);
     return stream;
@@ -44,13 +50,12 @@ std::unique_ptr<Stream> CreateFileStream(const AString& path, std::ios_base::ope
 }  // namespace
 
 std::unique_ptr<std::wifstream> CreateIStream(const AString& path) {
-    platform::CFileInfo info;
-    if (IsThere(path.ToNarrow(), &info) && !info.mIsRegular) {
-        auto refused = std::make_unique<std::wifstream>();
-        refused->setstate(std::ios_base::failbit);
-        return refused;
-    }
-    return CreateFileStream<std::wifstream>(path, std::ios_base::in, L"io::CreateIStream, file open");
+    auto stream = CreateClosedStream<std::wifstream>();
+    errno       = 0;
+    if (!platform::OpenForReading(*stream->rdbuf(), AString(path.ToNarrow().c_str()).CStr()))
+        stream->setstate(std::ios_base::failbit);
+    ReportFileAccess(AString(L"io::CreateIStream, file open"), path);
+    return stream;
 }
 
 std::unique_ptr<std::wofstream> CreateOStream(const AString& path, bool replace) {
