@@ -23,9 +23,10 @@ CBlock::CBlock(const CBlock& other)
 CBlock& CBlock::operator=(const CBlock& other) {
     mName = other.mName;
     if (this != &other) {
+        const CBlock source(other);  // the other may be held by this one's items alone
         Clear();
-        CopyItems(other);
-        mGood = other.mGood;
+        CopyItems(source);
+        mGood = source.mGood;
     }
     mFound = true;
     return *this;
@@ -33,7 +34,19 @@ CBlock& CBlock::operator=(const CBlock& other) {
 
 // --- reading
 
+namespace {
+
+/// Passed over whole: else its end would be taken for the end of the block around it.
+[[noreturn]] void RefuseBlock(CToken_istream& stream) {
+    const XStreamioError error = stream.Error(kStreamioInvalidBlockItem);
+    stream.SkipBlock();
+    throw error;
+}
+
+}  // namespace
+
 void CBlock::Read(CToken_istream& stream) {
+    if (stream.IsNestingFull()) RefuseBlock(stream);
     const CToken_istream::CNesting nesting(stream);
     Clear();
     mGood = true;

@@ -42,7 +42,7 @@ class CBlock : public CBlock_item {
 
     /// Reads a block from its begin keyword on. Errors of its items and of its frame are recorded,
     /// not thrown; whatever could be read is there.
-    /// @throws XStreamioError  code 4 when it nests too deep.
+    /// @throws XStreamioError  code 4 when it nests too deep; the whole block has then been passed over.
     void Read(CToken_istream& stream) override;
     /// Reads items up to the end of the data, as a file holds them, into this block.
     void ReadFile(CToken_istream& stream);

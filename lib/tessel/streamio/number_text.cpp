@@ -34,7 +34,10 @@ bool IsHuge(std::string_view number) {
         const char* begin = number.data() + mark + 1;
         if (*begin == '+') ++begin;
         const auto result = std::from_chars(begin, number.data() + number.size(), exponent);
+        // Beyond any text's own length the sign decides; the sum below must not overflow.
+        constexpr std::int64_t kDecisive = std::int64_t{1} << 62;
         if (result.ec == std::errc::result_out_of_range) return *begin != '-';
+        exponent = std::clamp(exponent, -kDecisive, kDecisive);
     }
     return magnitude + exponent > 0;
 }
@@ -45,9 +48,11 @@ bool ParseDecimal(std::wstring_view text, double* value) {
     const std::string narrow = Narrow(text);
     const char*       begin  = narrow.data();
     const char*       end    = begin + narrow.size();
-    const bool        plus   = begin != end && *begin == '+';
-    if (plus) ++begin;
-    if (plus && begin != end && *begin == '-') return false;
+    if (begin != end && *begin == '+') ++begin;
+    // Only here would "+-5", "inf" and "nan" be taken for numbers.
+    if (narrow.find_first_not_of("0123456789.eE+-") != narrow.npos ||
+        (begin != narrow.data() && *begin == '-'))
+        return false;
 
     double     parsed = 0.0;
     const auto result = std::from_chars(begin, end, parsed, std::chars_format::general);
@@ -63,8 +68,9 @@ bool ParseDecimal(std::wstring_view text, double* value) {
 
 bool ParseHexadecimal(std::wstring_view digits, double* value) {
     const std::string narrow = Narrow(digits);
-    std::int32_t      parsed = 0;
-    const auto        result = std::from_chars(narrow.data(), narrow.data() + narrow.size(), parsed, 16);
+    if (narrow.starts_with('-')) return false;
+    std::int32_t parsed = 0;
+    const auto   result = std::from_chars(narrow.data(), narrow.data() + narrow.size(), parsed, 16);
     if (result.ec != std::errc() || result.ptr != narrow.data() + narrow.size()) return false;
     *value = parsed;
     return true;

@@ -19,7 +19,9 @@ std::unique_ptr<std::wistream> OpenFile(const AString& path, std::uint32_t flags
 
 std::unique_ptr<std::wistream> OpenFileInLocale(const AString& path, const std::locale& locale) {
     auto stream = CreateIStream(path);
-    stream->imbue(locale);
+    // In the classic locale a byte is a character. Not every system's own conversion goes beyond ASCII
+    // there; the one that the stream has does.
+    if (locale != std::locale::classic()) stream->imbue(locale);
     return stream;
 }
 
@@ -249,19 +251,31 @@ bool CToken_istream::FindBlock(const AString& name) {
 }
 
 bool CToken_istream::SearchBlock(const AString& name) {
-    AString other;
-    while (mGood && !AtEndOfFile()) {
-        if (AtBlockBegin()) {
-            if (IsBlockNamed(name)) return true;
-            ReadBeginBlock(other);
-        } else if (AtEndKeyword()) {
-            ReadEndKeyword();
-            if (!AtEndOfLine() && !AtEndOfFile()) NextToken();
-        } else {
-            NextToken();
-        }
-    }
+    for (; mGood && !AtEndOfFile(); PassOver())
+        if (IsBlockNamed(name)) return true;
     return false;
+}
+
+int CToken_istream::PassOver() {
+    if (AtBlockBegin()) {
+        AString name;
+        ReadBeginBlock(name);
+        return 1;
+    }
+    if (!AtEndKeyword()) {
+        NextToken();
+        return 0;
+    }
+    ReadEndKeyword();
+    if (!AtEndOfLine() && !AtEndOfFile()) NextToken();
+    return -1;
+}
+
+void CToken_istream::SkipBlock() {
+    int level = 0;
+    do
+        level += PassOver();
+    while (level > 0 && mGood && !AtEndOfFile());
 }
 
 // --- places
@@ -279,7 +293,7 @@ void CToken_istream::SetPos(const CAbstract_stream_pos& pos) {
 }
 
 CToken_istream::CNesting::CNesting(CToken_istream& stream) : mStream(stream) {
-    if (mStream.mDepth == kMaxNesting) throw mStream.Error(kStreamioInvalidBlockItem);
+    if (mStream.IsNestingFull()) throw mStream.Error(kStreamioInvalidBlockItem);
     ++mStream.mDepth;
 }
 

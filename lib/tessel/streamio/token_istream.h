@@ -101,6 +101,10 @@ class CToken_istream : public CAbstract_istream {
     /// An error of this code at the current line, to be thrown.
     XStreamioError Error(EStreamioError code) const { return {code, LineNumber()}; }
 
+    /// Consumes the block that begins here, with all that it holds.
+    void SkipBlock();
+    /// Whether no further level of nesting is allowed.
+    bool IsNestingFull() const noexcept { return mDepth == kMaxNesting; }
     /// Counts a level of nesting while it lives.
     /// @throws XStreamioError  code 4 at the level past `kMaxNesting`.
     class CNesting {
@@ -126,6 +130,9 @@ class CToken_istream : public CAbstract_istream {
     bool          IsKeyword(ETokenType kind, const AString& keyword);
     ETokenType    KindOf(const AString& keyword) const;
     bool          SearchBlock(const AString& name);
+    /// Consumes the begin of a block, the end of one with its name, or any other token; returns by how
+    /// many levels that goes up.
+    int PassOver();
     /// Whether the begin keyword is next and a name that `accepts` follows it. Consumes nothing.
     template <class Accepts>
     bool LooksAtBlock(Accepts accepts);

@@ -73,13 +73,9 @@ bool GetTokenValue(const CToken& token, std::int16_t& value) {
 
 bool GetTokenValue(const CToken& token, float& value) {
     if (!token.IsNumeric()) return false;
-    const double number = token.Number();
-    // A number beyond single precision is infinite there; the plain conversion would be undefined.
-    constexpr double kMax = std::numeric_limits<float>::max();
-    if (number > kMax || number < -kMax)
-        value = number > 0 ? std::numeric_limits<float>::infinity() : -std::numeric_limits<float>::infinity();
-    else
-        value = static_cast<float>(number);
+    static_assert(std::numeric_limits<float>::is_iec559,
+                  "numbers beyond single precision are infinite there");
+    value = static_cast<float>(token.Number());
     return true;
 }
 

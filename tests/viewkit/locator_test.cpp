@@ -1,0 +1,139 @@
+#include "tessel/streamio/token_istream.h"
+#include "viewkit/preview_support.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace {
+
+using namespace preview_support;
+
+constexpr std::string_view kBegin      = "$begin 'ProjectPreview'";
+constexpr std::string_view kProjectEnd = "$end 'TarvexProject'";
+constexpr std::string_view kFilesEnd   = "$end 'AllReferencedFilesForProject'";
+constexpr std::int64_t     kNone       = -1;
+
+std::int64_t Locate(const AString& path) {
+    std::uint32_t offset = 7;
+    if (ProjectPreviewHelper::FindPreviewBlockOffset(path, offset)) return offset;
+    EXPECT_EQ(offset, 7u);
+    return kNone;
+}
+
+struct CPart {
+    std::size_t      mAt;
+    std::string_view mText;
+};
+
+/// A file of this size, blank but for the parts.
+std::string FileOf(std::size_t size, std::initializer_list<CPart> parts) {
+    std::string content(size, '.');
+    for (const CPart& part : parts)
+        content.replace(part.mAt, part.mText.size(), part.mText);
+    return content;
+}
+
+TEST(Locator, FindsTheMarkerAtEveryDistanceFromTheEnd) {
+    CProject    project;
+    CAssertions assertions;
+    for (std::size_t behind = 0; behind <= 3300; ++behind)
+        ASSERT_EQ(Locate(project.Write(FileOf(137 + kBegin.size() + behind, {{137, kBegin}}))), 137)
+            << behind;
+    for (const std::size_t before : {0, 1, 976, 977, 978, 1000, 2000})
+        for (const std::size_t border : {977, 1000, 1977, 2000})  // of the chunks, for the marker's ends
+            for (std::size_t behind = border - 101; behind <= border + 1; ++behind)
+                ASSERT_EQ(Locate(project.Write(FileOf(before + kBegin.size() + behind, {{before, kBegin}}))),
+                          static_cast<std::int64_t>(before))
+                    << before << " before, " << behind << " behind";
+    EXPECT_EQ(assertions.Take(), "");
+}
+
+TEST(Locator, TakesTheMarkerThatCounts) {
+    const struct {
+        std::string  mContent;
+        std::int64_t mOffset;
+    } kRows[] = {
+        {"", kNone},
+        {".", kNone},
+        {FileOf(2500, {}), kNone},
+        {FileOf(2000, {}), kNone},
+        {FileOf(1000, {{0, kBegin}}), 0},
+        {FileOf(40, {{0, kBegin.substr(0, 22)}}), kNone},
+        {FileOf(40, {{18, kBegin.substr(0, 22)}}), kNone},
+        {FileOf(40, {{5, "$Begin 'ProjectPreview'"}}), kNone},
+        {FileOf(40, {{5, "$begin \"ProjectPreview\""}}), kNone},
+        // several: the first of the last chunk that holds any
+        {FileOf(800, {{100, kBegin}, {300, kBegin}}), 100},
+        {FileOf(2500, {{1600, kBegin}, {1800, kBegin}}), 1600},
+        {FileOf(2500, {{100, kBegin}, {1800, kBegin}}), 1800},
+        {FileOf(2500, {{1400, kBegin}, {1800, kBegin}}), 1800},
+        // an end marker hides what lies in earlier chunks only
+        {FileOf(800, {{100, kProjectEnd}, {300, kBegin}}), 300},
+        {FileOf(800, {{100, kBegin}, {300, kProjectEnd}, {400, kFilesEnd}}), 100},
+        {FileOf(2500, {{100, kBegin}, {1800, kProjectEnd}}), kNone},
+        {FileOf(2500, {{100, kBegin}, {1800, kFilesEnd}}), kNone},
+        {FileOf(2500, {{100, kBegin}, {1490, kFilesEnd}}), kNone},  // across the border of two chunks
+        {FileOf(2500, {{100, kBegin}, {1800, "$end 'tarvexproject'"}}), 100},
+        {FileOf(2500, {{600, kBegin}, {700, kProjectEnd}}), 600},
+        // In the last, short pass what earlier passes left is searched too: here the marker's halves
+        // meet, the first in what is carried over, the second in what is left behind it.
+        {FileOf(1500, {{590, kBegin.substr(0, 10)}, {1100, kBegin.substr(10)}}), 590},
+    };
+    CProject    project;
+    CAssertions assertions;
+    for (const auto& row : kRows) {
+        std::string shown = row.mContent;
+        shown.erase(std::unique(shown.begin(), shown.end()), shown.end());
+        EXPECT_EQ(Locate(project.Write(row.mContent)), row.mOffset) << row.mContent.size() << ": " << shown;
+    }
+    EXPECT_EQ(assertions.Take(), "");
+}
+
+TEST(Locator, RefusesFilesThatAreTooLong) {
+    constexpr std::uintmax_t kTooLong = std::uintmax_t{1} << 31;
+    CProject                 project;
+    const AString&           path = project.Write("");
+    std::filesystem::resize_file(project.Path(), kTooLong - 1 - kBegin.size());
+    std::ofstream(project.Path(), std::ios::binary | std::ios::app) << kBegin;
+    EXPECT_EQ(Locate(path), static_cast<std::int64_t>(kTooLong - 1 - kBegin.size()));
+    std::ofstream(project.Path(), std::ios::binary | std::ios::app) << " ";
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Locate(path), kNone);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+TEST(Locator, AnswersForWhatIsNoFile) {
+    test_support::CTempFolder folder;
+    CAssertions               assertions;
+    EXPECT_EQ(Locate(PathOf(folder / "missing")), kNone);
+    EXPECT_EQ(assertions.Take(), "projFile");
+    EXPECT_EQ(Locate(PathOf(folder / ".")), kNone);
+}
+
+TEST(Locator, OpensTheBlockForReading) {
+    const struct {
+        std::string_view mContent;
+        const char*      mBlock;  // as it is read then; empty when it does not open
+    } kRows[] = {
+        {"$begin 'Other'\n$end 'Other'\n$begin 'ProjectPreview'\nx=1\n$end 'ProjectPreview'\ny=2",
+         "ProjectPreview{x=1}"},
+        {"((( 'broken\n$begin 'ProjectPreview'", "ProjectPreview{}"},
+        {"$begin 'ProjectPreview'\n$begin 'ProjectPreview'\nx=1\n", "ProjectPreview{ProjectPreview{x=1}}"},
+        {"$begin 'ProjectPreview'?\nx=1\n$end 'B'\n", "ProjectPreview{x=1 !11@1 !3@3}"},
+        {"$end 'TarvexProject'", ""},
+        {"", ""},
+    };
+    CProject project;
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.mContent);
+        const AString&     path = project.Write(row.mContent);
+        io::CToken_istream stream(path, 0x1800);
+        io::CBlock         block;
+        const bool         opened = ProjectPreviewHelper::OpenPreviewBlock(path, stream);
+        if (opened) block.Read(stream);
+        EXPECT_EQ(opened ? Dump(block) : "", row.mBlock);
+    }
+}
+
+}  // namespace
