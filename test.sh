@@ -25,7 +25,11 @@ for preset in $builds; do
     esac
     say "Testing $preset"
     mkdir -p "$results/$preset"
-    (cd "$root" && GTEST_OUTPUT="xml:$results/$preset/" \
+    case $preset in
+    windows-*) drive=Z: ;; # where Wine has the root folder
+    *) drive= ;;
+    esac
+    (cd "$root" && GTEST_OUTPUT="xml:$drive$results/$preset/" \
         ctest --test-dir "build/$preset" --output-junit "$results/$preset/ctest.xml" \
         --output-on-failure --timeout 600 </dev/null)
 done
