@@ -15,12 +15,18 @@ export LC_ALL=C.UTF-8  # file names keep their characters
 mkdir -p "$root/build/wine"
 
 case $machine in
-x86_64) exec wine "$@" ;;
+x86_64)
+    # The first program starts Wine's services, which keep its outputs open for as long as they run: whoever
+    # reads them from a pipe would wait. So the first program is one whose outputs nobody reads.
+    wine cmd /c exit </dev/null >/dev/null 2>&1 || true
+    exec wine "$@"
+    ;;
 i686)
     [ "$(id -u)" -eq 0 ] || exec sudo -E "$0" i686 "$@"
     system=${TARVEX_WINE32:-/var/cache/tarvex/wine32}
     mkdir -p "$system$root"
-    # The server is told to go, which saves the registry; otherwise it would be killed with the others.
+    # The server is told to go (TARVEX_WINE_END=-w: waited for), which saves the registry; otherwise it
+    # would be killed with the others.
     # shellcheck disable=SC2016  # expanded by the inner shells
     exec unshare -m -p -f --kill-child sh -c '
         system=$1 root=$2
@@ -32,7 +38,7 @@ i686)
             cd "$1" && shift
             status=0
             wine "$@" || status=$?
-            wineserver -k
+            wineserver ${TARVEX_WINE_END:--k}
             exit $status
         '\'' sh "$PWD" "$@"
     ' sh "$system" "$root" "$@"

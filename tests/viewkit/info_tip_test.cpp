@@ -142,4 +142,37 @@ TEST(InfoTip, OfTheSamples) {
     }
 }
 
+// The shell takes a NUL for the end of the tip.
+TEST(InfoTip, ShowsBlanksForNulCharacters) {
+    CProject project;
+    project.Write(std::string(kHead) + "$begin 'ProjectPreview'\n" + Design("A\\0B", "c\\0d") +
+                  "$end 'ProjectPreview'\n");
+    EXPECT_NE(Tip(project).find("Design Name: A B, Notes: c d\nSize:"), std::string::npos);
+}
+
+// Whatever its size, a preview is read up to a bound: 16 MiB, or 200,000 items, arguments and elements.
+TEST(InfoTip, ReadsAHostilePreviewUpToABound) {
+    const struct {
+        const char* mRepeated;
+        int         mCount;
+        const char* mDesigns;  // how many of the design blocks, and at its end nothing is lost before it
+    } kRows[] = {
+        {"a=1\n", 400'000, "0 design(s)"},
+        {"?\n", 400'000, "0 design(s)"},
+        {"$begin 'DesignInfo'\n$end\n", 300'000, "200000 design(s)"},
+        {"x", 20 << 20, "0 design(s)"},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(std::string(row.mRepeated).substr(0, 20));
+        CProject project;
+        project.Write(std::string(kHead) + "$begin 'ProjectPreview'\n" + Times(row.mCount, row.mRepeated) +
+                      "\n" + Design("Late", "") + "$end 'ProjectPreview'\n");
+        EXPECT_NE(Tip(project).find(row.mDesigns), std::string::npos);
+    }
+    CProject project;
+    project.Write(std::string(kHead) + "$begin 'ProjectPreview'\nf(" + Times(400'000, ",") + ")\nv[" +
+                  Times(400'000, "1,") + "]\n" + Design("Late", "") + "$end 'ProjectPreview'\n");
+    EXPECT_NE(Tip(project).find("0 design(s)"), std::string::npos);
+}
+
 }  // namespace

@@ -18,12 +18,14 @@ using NativeBitmap = void*;
 /// costs 64 MiB at four bytes a pixel.
 inline constexpr std::uint64_t kMaxPicturePixels = 4096u * 4096u;
 
-/// Whether an image file may be handed to a decoder: false when its header states more than
-/// `kMaxPicturePixels` pixels, or when its structure would keep a decoder busy far beyond what its size
-/// and its pixels explain. Formats whose header is not looked at here are checked while they are decoded.
+/// Whether an image file may be handed to a decoder: true for PNG, JPEG, GIF, BMP, TIFF and icon (`.ico`)
+/// files, unless the header is cut, or states more than `kMaxPicturePixels` pixels, or the structure would
+/// keep a decoder busy far beyond what its size and its pixels explain. The list is closed: what else the
+/// system's library may know (metafiles, for one) is refused. Decoders that work before they are asked
+/// for the size make it necessary to look here first.
 bool IsReasonableImage(const std::uint8_t* bytes, std::size_t size) noexcept;
 
-/// Decodes an image file held in memory: PNG, JPEG, GIF (its first picture), BMP, TIFF, icon.
+/// Decodes an image file held in memory: PNG, JPEG, GIF (its first picture), BMP, TIFF, icon; no other.
 /// @param streamReferences  receives what the last release of the memory stream answered, which is
 ///        0 unless the drawing library kept the stream; may be null.
 /// @return null when the bytes are no image, or none of a reasonable size.

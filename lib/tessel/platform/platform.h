@@ -96,7 +96,6 @@ std::FILE* OpenForAppending(const char* path) noexcept;
 int          OpenDescriptor(const wchar_t* path) noexcept;
 int          ReadDescriptor(int descriptor, void* out, unsigned bytes) noexcept;
 std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noexcept;
-std::int64_t TellDescriptor(int descriptor) noexcept;
 void         CloseDescriptor(int descriptor) noexcept;
 
 /// Opens a file for binary reading through a buffer of the C++ library, shared as above; what that

@@ -240,7 +240,7 @@ void CBase_grammar::InitSharedStates() {
         {{kInComment},          {{{kClassLineEnd, kClassCarriageReturn, kClassEnd},            kEndComment}},      kInComment},
         {{kInWhiteSpace},       {{{kClassWhiteSpace},                                          kInWhiteSpace}},    kEndWhiteSpace},
         {{kOneCharacter},       {},                                                                                io::kEndSymbol},
-        {{kAfterLineEnd},       {},                                                                                kEndEol},
+        {{kAfterLineEnd},       {{{kClassInvalid},                                             kEndEol}},          kEndEol},
         {{kAfterCr},            {{{kClassLineEnd},                                             kAfterLineEnd},
                                  {{kClassInvalid},                                             kEndEol}},          kEndEol},
 

@@ -81,6 +81,7 @@ void CBlock::ReadFile(CToken_istream& stream) {
 }
 
 void CBlock::ReadItem(CToken_istream& stream) {
+    stream.CountItem();
     CBlockItemPtr item;
     try {
         item.Read(stream);

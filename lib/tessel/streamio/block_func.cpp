@@ -15,6 +15,7 @@ void CBlock_func::Read(CToken_istream& stream) {
             return;
         }
         if (stream.AtEndOfFile()) return;
+        stream.CountItem();
         CBlockFuncArgPtr argument;
         argument.Read(stream);
         mArguments.push_back(std::move(argument));

@@ -19,6 +19,7 @@ void CBlock_vec::Read(CToken_istream& stream) {
             return;
         }
         if (stream.AtEndOfFile()) return;
+        stream.CountItem();
         if (!stream.CurrentToken().CanBeValue()) throw stream.Error(kStreamioInvalidValue);
         mElements.emplace_back();
         stream.ReadToken(mElements.back());
@@ -30,9 +31,9 @@ void CBlock_vec::ReadCount(CToken_istream& stream) {
     // Tested before it is known whether this is the count or the first element, so a vector cannot
     // begin with a negative number unless its count is written.
     std::uint32_t count = 0;
-    CToken        number;
+    if (!GetTokenValue(stream.CurrentToken(), count)) throw stream.Error(kStreamioInvalidVectorSize);
+    CToken number;
     stream.ReadToken(number);
-    if (!GetTokenValue(number, count)) throw stream.Error(kStreamioInvalidVectorSize);
     if (stream.AtDelimiter(L':')) {
         stream.NextToken();
         return;

@@ -112,6 +112,7 @@ void CToken::SetText(ETokenType type, std::wstring_view text) {
     const bool fits = text.size() <= kInlineCapacity && text.find(L'\0') == text.npos;
     if (fits) {
         std::copy(text.begin(), text.end(), token.mValue.mInline);
+        token.mValue.mInline[text.size()] = 0;
     } else {
         token.mText          = NewSharedText(text.data(), text.size());
         token.mValue.mLength = text.size();

@@ -25,6 +25,11 @@ std::unique_ptr<std::wistream> OpenFileInLocale(const AString& path, const std::
     return stream;
 }
 
+/// A number or boolean as a name has no text, even where its spelling is kept.
+std::wstring_view NameText(const CToken& token) {
+    return token.IsText() ? token.View() : std::wstring_view();
+}
+
 }  // namespace
 
 CToken_istream::CToken_istream(const AString& path, std::uint32_t flags, const CToken_grammar* grammar)
@@ -61,6 +66,11 @@ CToken_istream::~CToken_istream() = default;
 
 CToken_istring::CToken_istring(const AString& text, std::uint32_t flags, const CToken_grammar* grammar)
     : CToken_istream(std::make_unique<std::wistringstream>(text.Str()), flags, grammar, kWideUnits) {}
+
+void CToken_istream::SetReadLimits(std::size_t units, std::size_t items) {
+    mTokenStreamBuf->SetReadLimit(units);
+    mItemsLeft = items;
+}
 
 // --- tokens
 
@@ -129,7 +139,7 @@ bool CToken_istream::AtEndOfLine() const {
     return mTokenStreamBuf->CurrentToken().Type() == ETokenType::Eol;
 }
 bool CToken_istream::AtEndOfFile() {
-    return Begin() && Load().Type() == ETokenType::Eof;
+    return Begin() && (mItemsLeft == 0 || Load().Type() == ETokenType::Eof);
 }
 bool CToken_istream::AtNumber() {
     return Begin() && Load().IsNumeric();
@@ -143,7 +153,9 @@ bool CToken_istream::CurrentNumberEquals(double number) {
 }
 
 bool CToken_istream::CurrentTokenIs(const wchar_t* text) {
-    return Begin() && Load().CanBeName() && mTokenStreamBuf->NamesEqual(Load().View(), text);
+    if (!Begin()) return false;
+    const CToken& token = Load();
+    return (token.IsQuoted() || !token.IsNoToken()) && mTokenStreamBuf->NamesEqual(token.View(), text);
 }
 
 // --- keywords
@@ -214,7 +226,7 @@ void CToken_istream::ReadDelimiter(wchar_t c) {
 
 void CToken_istream::ReadName(AString& name) {
     if (!Begin()) return;
-    name = Load().String();
+    name = AString(std::wstring(NameText(Load())));
     mTokenStreamBuf->NextToken();
 }
 
@@ -234,7 +246,7 @@ void CToken_istream::ReadEndKeyword() {
 
 void CToken_istream::ReadEndBlock(const AString& name) {
     if (!Begin()) return;
-    if (mTokenStreamBuf->NamesEqual(Load().View(), name.Str())) {
+    if (mTokenStreamBuf->NamesEqual(NameText(Load()), name.Str())) {
         mTokenStreamBuf->NextToken();
     } else {
         Fail();

@@ -93,6 +93,14 @@ class CToken_istream : public CAbstract_istream {
     /// Line ends are passed over. On at first.
     void SetSkipEndOfLine(bool on) noexcept { mSkipEndOfLine = on; }
 
+    /// Lets the data end after so many more units, or so many more items, arguments and elements: what is
+    /// read of a file from anywhere must not fill the memory.
+    void SetReadLimits(std::size_t units, std::size_t items);
+    /// Item readers say so for each item, argument and element.
+    void CountItem() noexcept {
+        if (mItemsLeft != 0) --mItemsLeft;
+    }
+
     /// The token buffer, for its settings.
     CToken_streambuf& TokenBuffer() noexcept { return *mTokenStreamBuf; }
 
@@ -144,7 +152,8 @@ class CToken_istream : public CAbstract_istream {
     bool                              mSkipEndOfLine  = true;
     ETokenType                        mBeginKind;
     ETokenType                        mEndKind;
-    unsigned                          mDepth = 0;
+    unsigned                          mDepth     = 0;
+    std::size_t                       mItemsLeft = static_cast<std::size_t>(-1);
 };
 
 /// The same over text in memory, one character a unit.

@@ -120,11 +120,14 @@ bool CToken_streambuf::NamesEqual(std::wstring_view a, std::wstring_view b) cons
 // --- characters
 
 LexChar CToken_streambuf::ReadUnit() {
-    if (mStreamBuf == nullptr) return kEndOfInput;
+    if (mStreamBuf == nullptr || mUnitsLeft == 0) return kEndOfInput;
     try {
         const auto unit = mStreamBuf->sgetc();
         // Where a wide character has 16 bits, U+FFFF looks like the end; what is left in the buffer tells.
-        if (Traits::eq_int_type(unit, Traits::eof()) && mStreamBuf->in_avail() <= 0) return kEndOfInput;
+        constexpr bool kLooksLikeEnd = Traits::to_int_type(static_cast<wchar_t>(0xFFFF)) == Traits::eof();
+        const bool     end           = Traits::eq_int_type(unit, Traits::eof());
+        if (end && !(kLooksLikeEnd && mStreamBuf->in_avail() > 0)) return kEndOfInput;
+        --mUnitsLeft;
         mStreamBuf->sbumpc();
         const auto ch = static_cast<LexChar>(Traits::to_char_type(unit));
         return ch < 0 ? kCharMax : ch;

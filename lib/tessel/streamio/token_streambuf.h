@@ -100,6 +100,8 @@ class CToken_streambuf {
     void      SetCaseMode(ECaseMode mode) noexcept { mCaseMode = mode; }
     ECaseMode CaseMode() const noexcept { return mCaseMode; }
     bool      IsCaseInsensitive() const noexcept { return mCaseMode == kCaseIgnore; }
+    /// Lets the data end after so many more units of the underlying buffer.
+    void SetReadLimit(std::size_t units) noexcept { mUnitsLeft = units; }
     /// To be set before the first character is read.
     void SetCodeCvt(ECodeCvt mode) noexcept { mCodeCvt = mode; }
     /// The locale that is global while a token is read in mode `kImbuedStream`.
@@ -169,6 +171,7 @@ class CToken_streambuf {
     std::size_t                    mLookAheadUnits = 0;  ///< units that it was decoded from; 0: none is held
     std::array<LexChar, kMaxUnits> mWaiting{};           ///< units read behind the look-ahead, in order
     std::size_t                    mWaitingCount = 0;
+    std::size_t                    mUnitsLeft    = static_cast<std::size_t>(-1);
 };
 
 }  // namespace io

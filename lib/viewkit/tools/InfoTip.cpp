@@ -5,11 +5,19 @@
 #include "viewkit/tools/CharacterCount.h"
 #include "viewkit/tools/ProjectPreviewHelper.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
 
 constexpr std::size_t kMaxNotes = 30;  // characters shown of a design's notes
+
+/// Narrow text without NUL: the shell would take it for the end of the tip.
+std::string Shown(const AString& text) {
+    std::string shown = text.ToNarrow();
+    std::replace(shown.begin(), shown.end(), '\0', ' ');
+    return shown;
+}
 
 void AppendType(std::string& tip, const AString& path) {
     std::string   product;
@@ -26,7 +34,7 @@ void AppendType(std::string& tip, const AString& path) {
 
 void AppendNotes(std::string& tip, const AString& notes) {
     const std::size_t shown = WidePrefix(notes.Str(), kMaxNotes);
-    const std::string text  = notes.Left(static_cast<int>(shown)).ToNarrow();
+    const std::string text  = Shown(notes.Left(static_cast<std::ptrdiff_t>(shown)));
     if (text.empty()) return;
     tip += ", Notes: " + text;
     if (shown < notes.Length()) tip += "...";
@@ -40,7 +48,7 @@ void AppendDesigns(std::string& tip, const AString& path) {
     }
     tip += "Project contains " + std::to_string(designs.size()) + " design(s):\n";
     for (const auto& design : designs) {
-        tip += "Design Name: " + design.DesignName.ToNarrow();
+        tip += "Design Name: " + Shown(design.DesignName);
         AppendNotes(tip, design.Notes);
         tip += "\n";
     }

@@ -9,6 +9,11 @@ namespace {
 
 constexpr std::uint32_t kOpenFlags = io::kOpenFastInput | io::kOpenPreviewOption;
 
+// The preview of a project with a thousand designs and a large picture stays far below these. A file from
+// anywhere may hold a "preview" of gigabytes: it is read up to here, and what was read is shown.
+constexpr std::size_t kMaxPreviewBytes = std::size_t{16} << 20;
+constexpr std::size_t kMaxPreviewItems = 200'000;
+
 template <class Field>
 void ReadFieldBy(io::CBlock& block, const wchar_t* name, Field& field,
                  bool (io::CBlock_func_arg::*get)(Field&) const) {
@@ -20,6 +25,7 @@ void ReadFieldBy(io::CBlock& block, const wchar_t* name, Field& field,
 
 bool ReadPreviewBlock(const AString& path, io::CBlock& block) {
     io::CToken_istream stream(path, kOpenFlags);
+    stream.SetReadLimits(kMaxPreviewBytes, kMaxPreviewItems);
     if (!OpenPreviewBlock(path, stream)) return false;
     block.Read(stream);
     return true;

@@ -54,9 +54,13 @@ constexpr std::string_view kJpeg =
     "ffc40014100100000000000000000000000000000000ffc4001501010100000000000000000000000000000907ffc4001411"
     "0100000000000000000000000000000000ffda000c03010002110311003f0090d0b2a80e68021bffd9";
 
+void Put(Bytes& out, std::uint32_t value, int size, bool bigEndian) {
+    for (int i = 0; i < size; ++i)
+        out.push_back(static_cast<std::uint8_t>(value >> 8 * (bigEndian ? size - 1 - i : i)));
+}
+
 void PutBigEndian(Bytes& out, std::uint32_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8)
-        out.push_back(static_cast<std::uint8_t>(value >> shift));
+    Put(out, value, 4, true);
 }
 
 std::uint32_t Crc(const std::uint8_t* bytes, std::size_t size) {
@@ -129,6 +133,79 @@ Bytes BlackPng(std::uint32_t width, std::uint32_t height) {
     return Png(width, height, 1, kGrey, Bytes(height * (1 + (width + 7) / 8)));
 }
 
+/// @param rest  the numbers behind the header's size
+Bytes Bmp(std::uint32_t headerSize, const std::vector<std::uint32_t>& rest) {
+    Bytes bmp = FromHex(kBmp.substr(0, 28));
+    Put(bmp, headerSize, 4, false);
+    for (const std::uint32_t number : rest)
+        Put(bmp, number, 4, false);
+    return bmp;
+}
+
+/// 8 bits a pixel, run lengths, the two bytes that end the picture and no more.
+Bytes RleBmp(std::uint32_t width, std::uint32_t height) {
+    Bytes bmp = Bmp(40, {width, height, 1 | 8 << 16, 1, 2, 0, 0, 1, 0, 0, 0x0100});
+    bmp.resize(60);
+    bmp[10] = 58;  // where the two bytes are
+    return bmp;
+}
+
+/// An icon of one picture: a PNG file, or a BMP file without its file header.
+Bytes Icon(const Bytes& picture) {
+    Bytes icon = {0, 0, 1, 0, 1, 0, 2, 2, 0, 0, 1, 0, 24, 0};
+    Put(icon, static_cast<std::uint32_t>(picture.size()), 4, false);
+    Put(icon, 22, 4, false);
+    icon.insert(icon.end(), picture.begin(), picture.end());
+    return icon;
+}
+
+/// The picture of `kBmp`, with a mask that lets all of it through.
+Bytes BmpIcon() {
+    Bytes picture(FromHex(kBmp.substr(28)));
+    picture[8] = 4;  // the height, with the mask's
+    picture.insert(picture.end(), 8, 0);
+    return Icon(picture);
+}
+
+struct CTiffTag {
+    std::uint32_t mTag, mType, mValue, mCount = 1;
+};
+constexpr std::uint32_t kShort = 3, kLong = 4, kLong8 = 16;
+
+/// One grey channel in one strip: a directory at 8, then the pixels, packed when they are zlib data.
+/// @param tags  the sides, and what else is wanted
+/// @param next  the second directory's place
+Bytes Tiff(bool bigEndian, std::vector<CTiffTag> tags, const Bytes& pixels, std::uint32_t next = 0) {
+    const bool packed = !pixels.empty() && pixels[0] == 0x78;
+    tags.insert(tags.end(), {{258, kShort, 8}, {259, kShort, packed ? 8u : 1u}, {262, kShort, 1}});
+    const auto count = static_cast<std::uint32_t>(tags.size() + 2), end = 8 + 2 + 12 * count + 4;
+    tags.insert(tags.end(), {{273, kLong, end}, {279, kLong, static_cast<std::uint32_t>(pixels.size())}});
+    std::ranges::stable_sort(tags, {}, &CTiffTag::mTag);
+    Bytes tiff = {'I', 'I', 42, 0};
+    if (bigEndian) tiff = {'M', 'M', 0, 42};
+    const auto put = [&](std::uint32_t value, int size) { Put(tiff, value, size, bigEndian); };
+    put(8, 4);
+    put(count, 2);
+    for (const auto& [tag, type, value, valueCount] : tags) {
+        put(tag, 2);
+        put(type, 2);
+        put(valueCount, 4);
+        put(value, type == kShort ? 2 : 4);
+        if (type == kShort) put(0, 2);
+    }
+    put(next, 4);
+    tiff.insert(tiff.end(), pixels.begin(), pixels.end());
+    return tiff;
+}
+
+const Bytes kHugeTiff = Tiff(false, {{256, kShort, 20000}, {257, kShort, 20000}}, Stored({0}));
+
+/// @param more  further tags
+Bytes SizedTiff(std::uint32_t width, std::uint32_t height, std::vector<CTiffTag> more = {}) {
+    more.insert(more.begin(), {{256, kLong, width}, {257, kLong, height}});
+    return Tiff(false, std::move(more), {});
+}
+
 // ---------------------------------------------------------------------------------------------
 
 struct CBitmap {
@@ -198,7 +275,27 @@ TEST_F(Pictures, EveryFormatDecodesOverBlack) {
         {"png, transparent colour", Png(2, 1, 8, kPalette, {0, 0, 1}), 2, 1, {0, 0, 0, 200, 100, 50}, 0},
         {"gif", FromHex(kGif), 3, 2, {255, 0, 0, 0, 255, 0, 0, 0, 0, 0, 0, 255, 0, 0, 0, 255, 0, 0}, 0},
         {"bmp", FromHex(kBmp), 2, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255}, 0},
+        {"bmp, top row first",
+         Bmp(40, {1, 0u - 2, 1 | 24 << 16, 0, 8, 0, 0, 0, 0, 0x030201, 0x060504}),
+         1,
+         2,
+         {3, 2, 1, 6, 5, 4},
+         0},
         {"jpeg", FromHex(kJpeg), 16, 8, JpegPixels(), 6},
+        {"tiff",
+         Tiff(false, {{256, kShort, 2}, {257, kLong, 1}}, {7, 250}),
+         2,
+         1,
+         {7, 7, 7, 250, 250, 250},
+         0},
+        {"tiff, big-endian, packed",
+         Tiff(true, {{256, kLong, 2}, {257, kShort, 1}}, Stored({7, 250})),
+         2,
+         1,
+         {7, 7, 7, 250, 250, 250},
+         0},
+        {"icon", BmpIcon(), 2, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255}, 0},
+        {"icon with a png", Icon(kRgbaPng), 2, 2, {255, 0, 0, 100, 50, 25, 0, 0, 0, 0, 0, 1}, 1},
     };
     for (const CImageCase& image : kCases) {
         SCOPED_TRACE(image.mName);
@@ -229,7 +326,8 @@ TEST_F(Pictures, BytesThatAreNoPictureGiveNone) {
 
 // A picture may survive, as it does when only its colours are hit; then it has to be whole.
 TEST_F(Pictures, DamagedFilesGiveAPictureOrNone) {
-    for (const Bytes& whole : {kRgbaPng, FromHex(kGif), FromHex(kJpeg), FromHex(kBmp)}) {
+    for (const Bytes& whole :
+         {kRgbaPng, FromHex(kGif), FromHex(kJpeg), FromHex(kBmp), BmpIcon(), SizedTiff(1, 1)}) {
         const auto tryOut = [](const Bytes& bytes) {
             const CBitmap bitmap(bytes);
             if (bitmap.mBitmap == nullptr) return;
@@ -250,9 +348,14 @@ TEST_F(Pictures, ThePixelLimitHoldsForAWellFormedPicture) {
     EXPECT_NE(CBitmap(BlackPng(4096, 4096)).mBitmap, nullptr);
     EXPECT_EQ(CBitmap(BlackPng(4097, 4096)).mBitmap, nullptr);
     EXPECT_EQ(CBitmap(BlackPng(16384, 1025)).mBitmap, nullptr);
+    EXPECT_EQ(CBitmap(RleBmp(20000, 20000)).mBitmap, nullptr);
+    EXPECT_EQ(CBitmap(kHugeTiff).mBitmap, nullptr);
 }
 
-TEST(IsReasonableImage, LooksAtStatedSidesAndAtScans) {
+TEST(IsReasonableImage, LooksAtStatedSizesAndAtScans) {
+    const auto cut = [](const Bytes& bytes, std::size_t size) {
+        return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+    };
     const auto with = [](std::string_view hex, std::size_t at, const Bytes& replacement) {
         Bytes bytes = FromHex(hex);
         std::copy(replacement.begin(), replacement.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
@@ -265,14 +368,24 @@ TEST(IsReasonableImage, LooksAtStatedSidesAndAtScans) {
             bytes.insert(bytes.end() - 2, scan.begin(), scan.end());
         return bytes;
     };
+    Bytes twoPictures = BmpIcon();
+    twoPictures[4]    = 2;  // the second entry is read out of the first picture
+    Bytes twoPages    = Tiff(false, {{256, kLong, 2}, {257, kLong, 2}}, {}, 98);
+    Bytes page        = SizedTiff(4096, 4097);
+    twoPages.insert(twoPages.end(), page.begin() + 8, page.end());
     const struct {
         const char* mName;
         Bytes       mBytes;
         bool        mReasonable;
     } kCases[] = {
-        {"no picture", {'x'}, true},
+        {"nothing", {}, false},
+        {"no picture", {'x'}, false},
+        {"metafile", {1, 0, 9, 0, 0, 3}, false},
+        {"placeable metafile", {0xD7, 0xCD, 0xC6, 0x9A}, false},
+        {"enhanced metafile", {1, 0, 0, 0, 0x6C, 0, 0, 0}, false},
+        {"cursor", {0, 0, 2, 0, 0, 0}, false},
         {"png", kRgbaPng, true},
-        {"png cut in its header", Bytes(kRgbaPng.begin(), kRgbaPng.begin() + 23), false},
+        {"png cut in its header", cut(kRgbaPng, 23), false},
         {"png, sides whose product overflows", Png(0xFFFFFFFF, 0xFFFFFFFF, 1, kGrey, {}), false},
         {"gif", FromHex(kGif), true},
         {"gif, 4096 x 4096", with(kGif, 6, {0, 16, 0, 16}), true},
@@ -280,10 +393,62 @@ TEST(IsReasonableImage, LooksAtStatedSidesAndAtScans) {
         {"jpeg", FromHex(kJpeg), true},
         {"jpeg, 4096 x 4096", with(kJpeg, 163, {16, 0, 16, 0}), true},
         {"jpeg, 4096 x 4097", with(kJpeg, 163, {16, 1, 16, 0}), false},
+        {"jpeg cut in its frame header", cut(FromHex(kJpeg), 166), false},
         {"jpeg, 64 scans", withScans(64), true},
         {"jpeg, 65 scans", withScans(65), false},
         {"jpeg, sides inside a comment",
          FromHex("ffd8fffe000cffc0001108ffffffff00" + std::string(kJpeg.substr(4))), true},
+
+        {"bmp, 4096 x 4096", RleBmp(4096, 4096), true},
+        {"bmp, 4096 x -4096", RleBmp(4096, 0u - 4096), true},
+        {"bmp, 4096 x 4097", RleBmp(4096, 4097), false},
+        {"bmp, 4096 x -4097", RleBmp(4096, 0u - 4097), false},
+        {"bmp, 20000 x 20000 in two bytes", RleBmp(20000, 20000), false},
+        {"bmp, the smallest height", RleBmp(1, 0x80000000), false},
+        {"bmp, the smallest sides", RleBmp(0x80000000, 0x80000000), false},
+        {"bmp, old header", Bmp(12, {4096 | 4096 << 16, 1 | 8 << 16}), true},
+        {"bmp, old header, 4097 x 4096", Bmp(12, {4097 | 4096 << 16, 1 | 8 << 16}), false},
+        {"bmp, old header, 65535 x 65535", Bmp(12, {0xFFFFFFFF, 1 | 8 << 16}), false},
+        {"bmp, shortest new header", Bmp(16, {2, 2, 1}), true},
+        {"bmp, no header is that short", Bmp(15, {2, 2, 1}), false},
+        {"bmp cut behind its begin", cut(RleBmp(2, 2), 14), false},
+        {"bmp cut in its header", cut(RleBmp(2, 2), 53), false},
+        {"bmp, header beyond any file", Bmp(0xFFFFFFFF, {2, 2, 1}), false},
+
+        {"icon", BmpIcon(), true},
+        {"icon with a png", Icon(kRgbaPng), true},
+        {"icon with a bmp, 20000 x 20000", Icon(FromHex("28000000204e0000204e0000" + std::string(56, '0'))),
+         false},
+        {"icon with a png, 4097 x 4096", Icon(Png(4097, 4096, 1, kGrey, {})), false},
+        {"icon, first picture good, second beyond its end", twoPictures, false},
+        {"icon cut in its list", cut(BmpIcon(), 21), false},
+        {"icon cut in its picture's header", cut(BmpIcon(), 61), false},
+
+        {"tiff, 4096 x 4096", SizedTiff(4096, 4096), true},
+        {"tiff, 4096 x 4097", SizedTiff(4096, 4097), false},
+        {"tiff, 20000 x 20000, packed", kHugeTiff, false},
+        {"tiff, big-endian, 20000 x 20000", Tiff(true, {{256, kShort, 20000}, {257, kShort, 20000}}, {}),
+         false},
+        {"tiff, sides whose product overflows", SizedTiff(0xFFFFFFFF, 0xFFFFFFFF), false},
+        {"tiff without a height", Tiff(false, {{256, kLong, 2}}, {}), false},
+        {"tiff, two widths", SizedTiff(2, 2, {{256, kLong, 3}}), false},
+        {"tiff, a width of eight bytes", Tiff(false, {{256, kLong8, 2}, {257, kLong, 2}}, {}), false},
+        {"tiff, a list of widths", Tiff(false, {{256, kLong, 2, 2}, {257, kLong, 2}}, {}), false},
+        {"tiff, 8 samples", SizedTiff(2, 2, {{277, kShort, 8}}), true},
+        {"tiff, 9 samples", SizedTiff(2, 2, {{277, kShort, 9}}), false},
+        {"tiff, all in one strip", SizedTiff(2, 2, {{278, kLong, 0xFFFFFFFF}}), true},
+        {"tiff, a strip too high", SizedTiff(4096, 2, {{278, kLong, 4097}}), false},
+        {"tiff, tiles", SizedTiff(4096, 4096, {{322, kShort, 256}, {323, kShort, 256}}), true},
+        {"tiff, a tile too large", SizedTiff(2, 2, {{322, kLong, 4097}, {323, kLong, 4096}}), false},
+        {"tiff, a tile whose size overflows", SizedTiff(2, 2, {{322, kLong, ~0u}, {323, kLong, ~0u}}), false},
+        {"tiff, large tiles over a narrow picture",
+         SizedTiff(1, 65536, {{322, kShort, 4096}, {323, kShort, 4096}}), false},
+        {"tiff cut in its directory", cut(SizedTiff(2, 2), 97), false},
+        {"tiff without a directory", {'I', 'I', 42, 0, 0, 0, 0, 0}, false},
+        {"tiff, directory behind the end", {'I', 'I', 42, 0, 0xFF, 0xFF, 0xFF, 0xFF}, false},
+        {"tiff, directories in a ring", Tiff(false, {{256, kLong, 2}, {257, kLong, 2}}, {}, 8), false},
+        {"tiff, second directory too large", twoPages, false},
+        {"tiff with numbers of eight bytes", {'I', 'I', 43, 0, 8, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0}, false},
     };
     for (const auto& [name, bytes, reasonable] : kCases)
         EXPECT_EQ(platform::IsReasonableImage(bytes.data(), bytes.size()), reasonable) << name;

@@ -252,6 +252,7 @@ TEST(Lexer, Utf8) {
          "error word[b] sq[]"},
         {"a \xF0\x9F\x98\x80 b", "word[a] error word[b]"},
         {"! \xF0\x9F\x98\x80\nb", "error eol word[b]"},
+        {"\n\xF0\x9F\x98\x80 b", "eol error word[b]"},
         {"\r\xF0\x9F\x98\x80"
          "b",
          "eol error word[b]"},

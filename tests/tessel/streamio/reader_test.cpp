@@ -1,5 +1,7 @@
 #include "tessel/streamio/stream_support.h"
 
+#include "tessel/streamio/token_textstreambuf.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -91,6 +93,7 @@ TEST(Reader, Vectors) {
         {"x[-1, 2]\ny=1", "y=1 !12@1"},
         {"x[4294967296: 1]\ny=1", "y=1 !12@1"},
         {"x[1e999]\ny=1", "y=1 !12@1"},
+        {"x[-1\n, 2]\ny=1", "y=1 !11@2 !12@1"},
         {"x[a b]\ny=1", "y=1 !10@1"},
         {"x[1 2]\ny=1", "y=1 !10@1"},
         {"x[1)\ny=1", "y=1 !10@1"},
@@ -447,6 +450,21 @@ TEST(Reader, LineEndsCanBeSeen) {
         dump += Dump(token) + " ";
     }
     EXPECT_EQ(dump, "word[a] eol word[b] ");
+}
+
+TEST(Reader, ANumberAsABlockNameHasNoTextEvenWhenSpellingsAreKept) {
+    io::CToken_istring stream(AString(L"$begin 5\n$end 5"));
+    dynamic_cast<io::CToken_textstreambuf&>(stream.TokenBuffer()).SetKeepText(true);
+    io::CBlock block;
+    block.Read(stream);
+    EXPECT_EQ(block.Name().Length(), 0u);
+    EXPECT_EQ(block.ErrorsBegin(), block.ErrorsEnd());
+}
+
+TEST(Reader, ASymbolCanBeComparedWithAText) {
+    io::CToken_istring stream(AString(L"= x"));
+    EXPECT_TRUE(stream.CurrentTokenIs(L"="));
+    EXPECT_FALSE(stream.CurrentTokenIs(L"x"));
 }
 
 }  // namespace

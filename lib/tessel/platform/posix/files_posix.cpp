@@ -92,10 +92,6 @@ std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noe
     return lseek(descriptor, offset, whence);
 }
 
-std::int64_t TellDescriptor(int descriptor) noexcept {
-    return lseek(descriptor, 0, SEEK_CUR);
-}
-
 void CloseDescriptor(int descriptor) noexcept {
     close(descriptor);
 }

@@ -106,10 +106,6 @@ std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noe
     return _lseeki64(descriptor, offset, whence);
 }
 
-std::int64_t TellDescriptor(int descriptor) noexcept {
-    return _telli64(descriptor);
-}
-
 void CloseDescriptor(int descriptor) noexcept {
     _close(descriptor);
 }
