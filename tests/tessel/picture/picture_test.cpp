@@ -289,13 +289,15 @@ TEST_F(Pictures, EveryFormatDecodesOverBlack) {
          {7, 7, 7, 250, 250, 250},
          0},
         {"tiff, big-endian, packed",
-         Tiff(true, {{256, kLong, 2}, {257, kShort, 1}}, Stored({7, 250})),
+         Tiff(true, {{256, kLong, 2}, {257, kShort, 1}, {278, kLong, 0xFFFFFFFF}}, Stored({7, 250})),
          2,
          1,
          {7, 7, 7, 250, 250, 250},
          0},
         {"icon", BmpIcon(), 2, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255}, 0},
+#ifdef _WIN32  // elsewhere the decoder does not know them
         {"icon with a png", Icon(kRgbaPng), 2, 2, {255, 0, 0, 100, 50, 25, 0, 0, 0, 0, 0, 1}, 1},
+#endif
     };
     for (const CImageCase& image : kCases) {
         SCOPED_TRACE(image.mName);
@@ -326,8 +328,8 @@ TEST_F(Pictures, BytesThatAreNoPictureGiveNone) {
 
 // A picture may survive, as it does when only its colours are hit; then it has to be whole.
 TEST_F(Pictures, DamagedFilesGiveAPictureOrNone) {
-    for (const Bytes& whole :
-         {kRgbaPng, FromHex(kGif), FromHex(kJpeg), FromHex(kBmp), BmpIcon(), SizedTiff(1, 1)}) {
+    for (const Bytes& whole : {kRgbaPng, FromHex(kGif), FromHex(kJpeg), FromHex(kBmp), BmpIcon(),
+                               Tiff(true, {{256, kLong, 1}, {257, kLong, 1}}, {7})}) {
         const auto tryOut = [](const Bytes& bytes) {
             const CBitmap bitmap(bytes);
             if (bitmap.mBitmap == nullptr) return;
