@@ -7,7 +7,7 @@
 /// every access. It is read anew for each report.
 ///
 /// A report goes by `errno` and the system's last error: an old error counts as one of this access, so
-/// whoever opens a file sets both to 0 before.
+/// whoever opens a file clears them before.
 
 enum EDiagnosticsLevel { kNoDiagnostics = 0, kReportFailures = 1, kReportAll = 2 };
 EDiagnosticsLevel DiagnosticsLevel();

@@ -26,6 +26,7 @@ inline constexpr std::uint64_t kMaxPicturePixels = 4096u * 4096u;
 bool IsReasonableImage(const std::uint8_t* bytes, std::size_t size) noexcept;
 
 /// Decodes an image file held in memory: PNG, JPEG, GIF (its first picture), BMP, TIFF, icon; no other.
+/// An icon that holds a PNG file is decoded on Windows only.
 /// @param streamReferences  receives what the last release of the memory stream answered, which is
 ///        0 unless the drawing library kept the stream; may be null.
 /// @return null when the bytes are no image, or none of a reasonable size.

@@ -52,9 +52,42 @@ bool IsReasonablePng(std::string_view bytes) {
     return FitsLimit(file.At(16, 4), file.At(20, 4));
 }
 
+/// Bytes of a GIF's colour table, by the flags in front of it.
+std::uint64_t GifColours(std::uint64_t flags) {
+    return flags & 0x80 ? std::uint64_t{3} << ((flags & 7) + 1) : 0;
+}
+
+/// Walks the blocks: each frame states a size of its own, whatever the screen's. Some decoders take all
+/// of an animation apart, so the frames' pixels count together.
 bool IsReasonableGif(std::string_view bytes) {
-    const CNumbers file{bytes, false};
-    return FitsLimit(file.At(6, 2), file.At(8, 2));
+    constexpr std::uint64_t kExtension = 0x21, kFrame = 0x2C, kTrailer = 0x3B;
+    const CNumbers          file{bytes, false};
+    if (!FitsLimit(file.At(6, 2), file.At(8, 2))) return false;
+
+    std::uint64_t pixels = 0;
+    std::uint64_t at     = 13 + GifColours(file.At(10, 1));
+    for (;;) {
+        const std::uint64_t kind = file.At(at, 1);
+        if (kind == kFrame) {
+            const std::uint64_t width = file.At(at + 5, 2), height = file.At(at + 7, 2);
+            if (!FitsLimit(width, height)) return false;
+            pixels += width * height;
+            if (pixels > kMaxPicturePixels) return false;
+            at += 11 + GifColours(file.At(at + 9, 1));
+        } else if (kind == kExtension) {
+            at += 2;
+        } else if (kind == kTrailer || kind == kOutside) {
+            return true;
+        } else {
+            ++at;  // some decoders pass over what stands between blocks
+            continue;
+        }
+        std::uint64_t length = file.At(at, 1);
+        for (; length != 0 && length != kOutside; length = file.At(at, 1))
+            at += 1 + length;
+        if (length == kOutside) return true;
+        ++at;
+    }
 }
 
 bool IsFrameHeader(unsigned marker) {

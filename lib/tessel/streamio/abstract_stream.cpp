@@ -42,6 +42,7 @@ std::unique_ptr<Stream> CreateFileStream(const AString& path, std::ios_base::ope
                                          const wchar_t* label) {
     auto stream = CreateClosedStream<Stream>();
     errno       = 0;
+    platform::SetLastError(0);
     stream->open(path.ToNarrow(), mode | std::ios_base::binary);
     ReportFileAccess(AString(label), path);
     return stream;
@@ -52,6 +53,7 @@ std::unique_ptr<Stream> CreateFileStream(const AString& path, std::ios_base::ope
 std::unique_ptr<std::wifstream> CreateIStream(const AString& path) {
     auto stream = CreateClosedStream<std::wifstream>();
     errno       = 0;
+    platform::SetLastError(0);
     if (!platform::OpenForReading(*stream->rdbuf(), AString(path.ToNarrow().c_str()).CStr()))
         stream->setstate(std::ios_base::failbit);
     ReportFileAccess(AString(L"io::CreateIStream, file open"), path);
@@ -72,7 +74,8 @@ std::unique_ptr<std::wfstream> CreateIOStream(const AString& path) {
 }
 
 std::unique_ptr<std::wistream> CreateFastIStream(const AString& path) {
-    errno             = 0;
+    errno = 0;
+    platform::SetLastError(0);
     auto       buffer = std::make_unique<CFastIStreamBuf<wchar_t>>();
     const bool opened = buffer->Open(path);
     ReportFileAccess(AString(L"io::CreateFastIStream, file open"), path);

@@ -12,9 +12,10 @@ namespace io {
 class CToken_istream;
 }
 
-/// Reads what the file manager shows of a project file, without starting the suite: only the
-/// file's first lines and its tail are read. Nothing is cached between calls; every call opens
-/// the file for shared reading and has closed it when it returns.
+/// Reads what the file manager shows of a project file, without starting the suite: the file's first
+/// lines, and from its end back to the first marker that settles whether there is a preview. Nothing
+/// is cached between calls; every call opens the file for shared reading and has closed it when it
+/// returns.
 namespace ProjectPreviewHelper {
 
 /// One parametric setup of a design.

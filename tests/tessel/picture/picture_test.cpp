@@ -370,6 +370,17 @@ TEST(IsReasonableImage, LooksAtStatedSizesAndAtScans) {
             bytes.insert(bytes.end() - 2, scan.begin(), scan.end());
         return bytes;
     };
+    // A screen of one pixel; frames, each of one colour-table-less block of data, with junk between them.
+    const auto withFrames = [](std::uint16_t side, int count) {
+        const Bytes size  = {static_cast<std::uint8_t>(side), static_cast<std::uint8_t>(side >> 8)};
+        Bytes       bytes = {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0, 0x21, 0xFE, 1, 'x', 0, 7};
+        for (; count > 0; --count) {
+            bytes.insert(bytes.end(),
+                         {0x2C, 0, 0, 0, 0, size[0], size[1], size[0], size[1], 0, 2, 1, 0x44, 0});
+        }
+        bytes.push_back(0x3B);
+        return bytes;
+    };
     Bytes twoPictures = BmpIcon();
     twoPictures[4]    = 2;  // the second entry is read out of the first picture
     Bytes twoPages    = Tiff(false, {{256, kLong, 2}, {257, kLong, 2}}, {}, 98);
@@ -437,6 +448,11 @@ TEST(IsReasonableImage, LooksAtStatedSizesAndAtScans) {
         {"tiff, a width of eight bytes", Tiff(false, {{256, kLong8, 2}, {257, kLong, 2}}, {}), false},
         {"tiff, a list of widths", Tiff(false, {{256, kLong, 2, 2}, {257, kLong, 2}}, {}), false},
         {"tiff, 8 samples", SizedTiff(2, 2, {{277, kShort, 8}}), true},
+        {"gif, a frame within the limit", withFrames(4096, 1), true},
+        {"gif, a frame beyond it", withFrames(20000, 1), false},
+        {"gif, frames within the limit", withFrames(400, 100), true},
+        {"gif, frames beyond it together", withFrames(4000, 2), false},
+        {"gif cut in a block of data", cut(withFrames(400, 1), 32), true},
         {"tiff, 9 samples", SizedTiff(2, 2, {{277, kShort, 9}}), false},
         {"tiff, all in one strip", SizedTiff(2, 2, {{278, kLong, 0xFFFFFFFF}}), true},
         {"tiff, a strip too high", SizedTiff(4096, 2, {{278, kLong, 4097}}), false},
