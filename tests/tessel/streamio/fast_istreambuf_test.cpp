@@ -1,10 +1,12 @@
 #include "tessel/streamio/fast_istreambuf.h"
+#include "tessel/baseutils/debug_log.h"
 #include "tessel/platform/test_support.h"
 #include "tessel/streamio/abstract_stream.h"
 #include "tessel/streamio/stream_support.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <random>
 
@@ -233,6 +235,41 @@ TEST(CharacterStreams, ReadBytesAndKeepWhatIsThere) {
     EXPECT_EQ(test_support::ReadText(path), "new");
     *io::CreateOStream(PathOf(folder / "made"), false) << L"made";
     EXPECT_EQ(test_support::ReadText(folder / "made"), "made");
+}
+
+TEST(StreamFactories, ReportEachOpenUnderItsName) {
+    const CTempFolder             folder;
+    const auto                    log = folder / "opens.log";
+    const test_support::CVariable target("TARVEX_DEBUG_LOG", log.string().c_str());
+    const test_support::CVariable level("TARVEX_IO_DIAGNOSTICS", "1");
+    const auto                    reported = [&](auto open) {
+        const std::size_t before = test_support::ReadText(log).size();
+        open();
+        return test_support::ReadText(log).substr(before);
+    };
+    InitDebugLog();
+    folder.Write("there", "x");
+    const AString there   = PathOf(folder / "there");
+    const AString missing = PathOf(folder / "none" / "missing");
+
+    const auto fast = reported([&] { io::CreateFastIStream(missing); });
+    EXPECT_NE(fast.find("io::CreateFastIStream, file open\n"), std::string::npos);
+    EXPECT_NE(fast.find("io::CreateIStream, file open\n"), std::string::npos);
+    EXPECT_NE(reported([&] { io::CreateOStream(missing, true); }).find("io::CreateOStream, file open\n"),
+              std::string::npos);
+    EXPECT_NE(reported([&] { io::CreateIOStream(missing); }).find("io::CreateIOStream, file open\n"),
+              std::string::npos);
+    // What failed before does not make a good open look failed.
+    const auto good = reported([&] {
+        errno = ENOENT;
+        platform::SetLastError(2);
+        io::CreateFastIStream(there);
+        io::CreateIStream(there);
+        io::CreateIOStream(there);
+    });
+    EXPECT_EQ(good, "");
+    test_support::SetVariable("TARVEX_DEBUG_LOG", nullptr);
+    InitDebugLog();  // closes the log
 }
 
 }  // namespace
