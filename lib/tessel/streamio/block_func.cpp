@@ -1,6 +1,7 @@
 #include "tessel/streamio/block_func.h"
 
 #include "tessel/streamio/token_istream.h"
+#include "tessel/streamio/token_ostream.h"
 
 namespace io {
 
@@ -24,6 +25,55 @@ void CBlock_func::Read(CToken_istream& stream) {
             throw stream.Error(kStreamioCloseOrCommaExpected);
         }
     }
+}
+
+namespace {
+
+/// An argument of which nothing is written: its comma alone shows that it is there.
+bool IsNothing(const CBlock_func_arg& argument) {
+    return argument.IsValue() && argument.IsEmpty();
+}
+
+}  // namespace
+
+void CBlock_func::Write(CToken_ostream& stream) const {
+    stream.WriteName(mName);
+    stream.WriteDelimiter(L'(');
+    bool first       = true;
+    bool lastNothing = false;
+    for (const CBlockFuncArgPtr& argument : mArguments) {
+        if (!argument) continue;
+        if (!first && !(lastNothing && stream.IsCommaOptional())) stream.WriteSeparator();
+        first       = false;
+        lastNothing = IsNothing(*argument);
+        if (!lastNothing) {
+            argument->Write(stream);
+        } else if (stream.IsCommaOptional()) {
+            stream.WriteDelimiter(L',');
+        }
+    }
+    // Without a comma behind it an empty last argument would be none.
+    if (lastNothing && !stream.IsCommaOptional()) stream.WriteDelimiter(L',');
+    stream.WriteDelimiter(L')');
+}
+
+std::size_t CBlock_func::EstimateLength(const CToken_ostream& stream) const {
+    constexpr std::size_t kAround = 8;  // parentheses, a last comma
+    std::size_t           length  = EstimateToken(mName) + kAround;
+    for (const CBlockFuncArgPtr& argument : mArguments)
+        length += argument.EstimateLength(stream) + 3;
+    return length;
+}
+
+void CBlock_func::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const {
+    if (includeSelf) {
+        ++statistics.mObjects;
+        statistics.mObjectBytes += sizeof(CBlock_func);
+    }
+    statistics.mTextBytes += TextBytes(mName);
+    statistics.mContainerBytes += mArguments.capacity() * sizeof(CBlockFuncArgPtr);
+    for (const CBlockFuncArgPtr& argument : mArguments)
+        if (argument) argument->MemoryUsage(statistics, true);
 }
 
 const CToken* CBlock_func::SoleValue() const {

@@ -41,6 +41,14 @@ class CBlock_ptr : public CStreamio_object {
         if (mItem != nullptr) mItem->Read(stream);
     }
 
+    /// Writes the held item; nothing happens without one.
+    void Write(CToken_ostream& stream) const override {
+        if (mItem != nullptr) mItem->Write(stream);
+    }
+    std::size_t EstimateLength(const CToken_ostream& stream) const override {
+        return mItem != nullptr ? mItem->EstimateLength(stream) : 0;
+    }
+
   private:
     void Swap(CBlock_ptr& other) noexcept { std::swap(mItem, other.mItem); }
     void Hold() noexcept {

@@ -1,6 +1,7 @@
 #include "tessel/streamio/block_vec.h"
 
 #include "tessel/streamio/token_istream.h"
+#include "tessel/streamio/token_ostream.h"
 #include "tessel/streamio/token_value.h"
 
 #include <algorithm>
@@ -47,6 +48,41 @@ void CBlock_vec::ReadSeparator(CToken_istream& stream) {
     } else if (!stream.IsCommaOptional() && !stream.AtDelimiter(L']')) {
         throw stream.Error(kStreamioCloseOrCommaExpected);
     }
+}
+
+void CBlock_vec::Write(CToken_ostream& stream) const {
+    stream.WriteName(mName);
+    stream.WriteDelimiter(L'[');
+    stream.WriteUnsignedInt(static_cast<std::uint32_t>(mElements.size()));
+    stream.WriteDelimiter(L':');
+    for (std::size_t i = 0; i < mElements.size(); ++i) {
+        if (i == 0) {
+            stream.WriteBlank();
+        } else {
+            stream.WriteSeparator();
+        }
+        stream.WriteValue(mElements[i]);
+    }
+    stream.WriteDelimiter(L']');
+}
+
+std::size_t CBlock_vec::EstimateLength(const CToken_ostream&) const {
+    constexpr std::size_t kAround = 24;  // brackets, count, colon
+    std::size_t           length  = EstimateToken(mName) + kAround;
+    for (const CToken& element : mElements)
+        length += EstimateToken(element) + 3;
+    return length;
+}
+
+void CBlock_vec::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const {
+    if (includeSelf) {
+        ++statistics.mObjects;
+        statistics.mObjectBytes += sizeof(CBlock_vec);
+    }
+    statistics.mTextBytes += TextBytes(mName);
+    statistics.mContainerBytes += mElements.capacity() * sizeof(CToken);
+    for (const CToken& element : mElements)
+        statistics.mTextBytes += TextBytes(element);
 }
 
 std::vector<AString> CBlock_vec::Strings() const {

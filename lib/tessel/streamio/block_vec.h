@@ -20,6 +20,11 @@ class CBlock_vec : public CBlock_func_arg {
     ///                         anything that is no element.
     void Read(CToken_istream& stream) override;
 
+    /// `name[2: 1, 2]`; the count is always written.
+    void        Write(CToken_ostream& stream) const override;
+    std::size_t EstimateLength(const CToken_ostream& stream) const override;
+    void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
+
     const CToken& Name() const override { return mName; }
     void          SetNameToken(const CToken& name) override { mName = name; }
     std::size_t   Count() const override { return mElements.size(); }

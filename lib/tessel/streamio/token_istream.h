@@ -11,6 +11,8 @@
 
 namespace io {
 
+class CBlock_index;
+
 /// How deep blocks and functions may nest. An item beyond is refused with code 4
 /// (`kStreamioInvalidBlockItem`): reading recurses, and the stack of a thread in somebody else's
 /// process is not ours to fill.
@@ -30,7 +32,8 @@ class CToken_istream : public CAbstract_istream {
     /// Opens a file whose characters the named locale converts.
     /// @throws std::runtime_error  the system does not know that locale.
     CToken_istream(const AString& path, const char* localeName);
-    /// Takes a character stream over; its units are bytes.
+    /// Takes a character stream over; its units are bytes. Text and binary data are told apart by
+    /// the first of them, here and above.
     CToken_istream(std::unique_ptr<std::wistream> stream, std::uint32_t flags,
                    const CToken_grammar* grammar = nullptr);
     ~CToken_istream() override;
@@ -93,6 +96,9 @@ class CToken_istream : public CAbstract_istream {
     /// Line ends are passed over. On at first.
     void SetSkipEndOfLine(bool on) noexcept { mSkipEndOfLine = on; }
 
+    /// Where the current token begins, in bytes (in memory: units); -1 when that is not known.
+    ACharStreamOff TokenOffset();
+
     /// The token buffer, for its settings.
     CToken_streambuf& TokenBuffer() noexcept { return *mTokenStreamBuf; }
 
@@ -120,6 +126,7 @@ class CToken_istream : public CAbstract_istream {
                    ECodeCvt codeCvt);
 
   private:
+    void          OpenIndex(bool apply);
     const CToken& Load();
     bool          Begin();
     bool          CanLook() const noexcept { return mGood || !mStickyFailure; }
@@ -137,6 +144,7 @@ class CToken_istream : public CAbstract_istream {
     bool                              mSkipEndOfLine  = true;
     ETokenType                        mBeginKind;
     ETokenType                        mEndKind;
+    std::unique_ptr<CBlock_index>     mIndex;  ///< what `FindBlock` goes by, if anything
     unsigned                          mDepth = 0;
 };
 
