@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -58,7 +59,8 @@ wchar_t ToUpper(wchar_t ch) noexcept;
 
 /// Formats like the Windows C run time's `_vsnwprintf`: returns the number of units written, or a
 /// negative number when they do not fit in `capacity`; the result need not be NUL-terminated.
-/// Write `%ls` and `%hs`, which mean wide and narrow text on every platform.
+/// Write `%ls` and `%hs`, which mean wide and narrow text to everybody. Numbers are written as in the
+/// "C" locale, whatever the process has set.
 int FormatWide(wchar_t* out, std::size_t capacity, const wchar_t* format, va_list arguments) noexcept;
 
 /// Writes a size as the file manager does: "532 bytes", "1.30 KB", "23.4 KB", "1.51 MB" (three
@@ -96,6 +98,10 @@ int          ReadDescriptor(int descriptor, void* out, unsigned bytes) noexcept;
 std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noexcept;
 std::int64_t TellDescriptor(int descriptor) noexcept;
 void         CloseDescriptor(int descriptor) noexcept;
+
+/// Opens a file for binary reading through a buffer of the C++ library, shared as above; what that
+/// library opens by itself nobody can rename or delete on Windows. False when it does not open.
+bool OpenForReading(std::wfilebuf& buffer, const wchar_t* path);
 
 // ---------------------------------------------------------------------------------------------
 // Process

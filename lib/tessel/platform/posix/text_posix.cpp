@@ -9,7 +9,8 @@
 #include <climits>
 #include <cstring>
 #include <cwchar>
-#include <string>
+#include <iterator>
+#include <string_view>
 
 namespace platform {
 namespace {
@@ -144,17 +145,22 @@ void UnitsToUtf8(const wchar_t* at, const wchar_t* end, bool unescapeBytes, CSin
 // ---------------------------------------------------------------------------------------------
 // The other code pages
 
-const char* CodePageName(unsigned codePage) noexcept {
-    switch (codePage) {
-        case kCodePageOem:
-            return "CP437";
-        case 1252:
-            return "CP1252";
-        case 932:
-            return "CP932";
-        default:
-            return nullptr;
-    }
+struct CCodePage {
+    unsigned         mNumber;
+    const char*      mName;        ///< as iconv knows it
+    std::string_view mUnassigned;  ///< bytes that stand for nothing, and keep their value both ways
+};
+constexpr CCodePage kCodePages[] = {
+    {kCodePageOem, "CP437", ""},
+    {1252, "CP1252", "\x81\x8D\x8F\x90\x9D"},
+    {932, "CP932", ""},
+};
+
+/// Null when nobody knows it.
+const CCodePage* FindCodePage(unsigned number) noexcept {
+    for (const CCodePage& page : kCodePages)
+        if (page.mNumber == number) return &page;
+    return nullptr;
 }
 
 class CConverter {
@@ -181,9 +187,9 @@ class CConverter {
 };
 
 /// A byte that stands for nothing in the code page keeps its value.
-bool CodePageToUnits(const char* codePage, const char* text, std::size_t length,
+bool CodePageToUnits(const CCodePage& page, const char* text, std::size_t length,
                      CSink<wchar_t>& sink) noexcept {
-    CConverter converter("UTF-16LE", codePage);
+    CConverter converter("UTF-16LE", page.mName);
     if (!converter.IsOpen()) return false;
     char* in = const_cast<char*>(text);  // iconv never writes there
     while (length != 0) {
@@ -202,9 +208,9 @@ bool CodePageToUnits(const char* codePage, const char* text, std::size_t length,
 }
 
 /// Unit by unit, so that each one that the code page lacks becomes one "?".
-bool UnitsToCodePage(const char* codePage, const wchar_t* at, const wchar_t* end,
+bool UnitsToCodePage(const CCodePage& page, const wchar_t* at, const wchar_t* end,
                      CSink<char>& sink) noexcept {
-    CConverter converter(codePage, "UTF-16LE");
+    CConverter converter(page.mName, "UTF-16LE");
     if (!converter.IsOpen()) return false;
     for (; at != end; ++at) {
         const auto  unit    = static_cast<std::uint32_t>(*at);
@@ -215,8 +221,9 @@ bool UnitsToCodePage(const char* codePage, const wchar_t* at, const wchar_t* end
         bool        good    = unit <= 0xFFFF;
         std::size_t written = good ? converter.Convert(in, inLeft, out, sizeof out, good) : 0;
         if (!good || written == 0) {
-            out[0]  = '?';
-            written = 1;
+            const bool unassigned = unit <= 0xFF && page.mUnassigned.find(bytes[0]) != std::string_view::npos;
+            out[0]                = unassigned ? bytes[0] : '?';
+            written               = 1;
         }
         for (std::size_t i = 0; i < written; ++i)
             sink.Put(static_cast<unsigned char>(out[i]));
@@ -235,8 +242,8 @@ int MultiByteToWide(unsigned codePage, const char* text, int length, wchar_t* ou
         const auto* begin = reinterpret_cast<const unsigned char*>(text);
         Utf8ToUnits(begin, begin + bytes, codePage == kCodePageAnsi ? 0xDC00 : 0, sink);
     } else {
-        const char* name = CodePageName(codePage);
-        if (name == nullptr || !CodePageToUnits(name, text, bytes, sink)) return Fail(error);
+        const CCodePage* page = FindCodePage(codePage);
+        if (page == nullptr || !CodePageToUnits(*page, text, bytes, sink)) return Fail(error);
     }
     return sink.Result(error);
 }
@@ -249,8 +256,8 @@ int WideToMultiByte(unsigned codePage, const wchar_t* text, int length, char* ou
     if (codePage == kCodePageAnsi || codePage == kCodePageUtf8) {
         UnitsToUtf8(text, text + units, codePage == kCodePageAnsi, sink);
     } else {
-        const char* name = CodePageName(codePage);
-        if (name == nullptr || !UnitsToCodePage(name, text, text + units, sink)) return Fail(error);
+        const CCodePage* page = FindCodePage(codePage);
+        if (page == nullptr || !UnitsToCodePage(*page, text, text + units, sink)) return Fail(error);
     }
     return sink.Result(error);
 }

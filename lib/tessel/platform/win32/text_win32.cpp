@@ -1,4 +1,4 @@
-// Text conversions, character classes, formatting and sizes on Windows.
+// Text conversions, character classes and sizes on Windows.
 
 #include "tessel/platform/platform.h"
 
@@ -7,7 +7,6 @@
 #include <shlwapi.h>
 
 #include <cstring>
-#include <cwchar>
 #include <cwctype>
 
 namespace platform {
@@ -57,10 +56,6 @@ wchar_t ToLower(wchar_t ch) noexcept {
 }
 wchar_t ToUpper(wchar_t ch) noexcept {
     return ch >= L'a' && ch <= L'z' ? static_cast<wchar_t>(ch - 32) : ch;
-}
-
-int FormatWide(wchar_t* out, std::size_t capacity, const wchar_t* format, va_list arguments) noexcept {
-    return _vsnwprintf(out, capacity, format, arguments);
 }
 
 bool FormatByteSize(std::uint64_t bytes, char* out, unsigned capacity) noexcept {

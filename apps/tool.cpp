@@ -1,0 +1,113 @@
+#include "apps/tool.h"
+
+#include "tessel/platform/platform.h"
+
+#include <algorithm>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+namespace tool {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::string Dump(const ordered_json& scalar) {
+    return scalar.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+void Append(std::string& line, const ordered_json& value) {
+    const char* separator = "";
+    if (value.is_object()) {
+        line += '{';
+        for (const auto& [key, element] : value.items()) {
+            line += separator + Dump(key) + ": ";
+            Append(line, element);
+            separator = ", ";
+        }
+        line += '}';
+    } else if (value.is_array()) {
+        line += '[';
+        for (const auto& element : value) {
+            line += separator;
+            Append(line, element);
+            separator = ", ";
+        }
+        line += ']';
+    } else {
+        line += Dump(value);
+    }
+}
+
+}  // namespace
+
+bool ReadCommandLine(CLI::App& app, const std::vector<std::string>& arguments, int* status) {
+    const std::string version = app.get_name() + " " TARVEX_VERSION;
+    app.set_version_flag("--version", version);
+    for (CLI::App* command : app.get_subcommands({}))
+        command->set_version_flag("--version", version);
+    app.allow_windows_style_options(false);  // "/" begins a path everywhere
+    try {
+        // The parser takes them from the back.
+        app.parse(std::vector<std::string>(arguments.rbegin(), std::prev(arguments.rend())));
+        return true;
+    } catch (const CLI::ParseError& error) {
+        const bool answered = error.get_exit_code() == 0;  // help or version
+        if (answered)
+            app.exit(error);
+        else
+            std::cerr << app.get_name() << ": " << error.what() << "\nTry '" << app.get_name()
+                      << " --help'.\n";
+        *status = answered ? Finish(app, kAllWell) : kBadUse;
+        return false;
+    }
+}
+
+AString PathFromArgument(const std::string& argument) {
+    AString path(argument.c_str(), kUtf8Encoding);
+    if (path.ToNarrow(kUtf8Encoding) == argument) return path;
+    // Only outside Windows, where the narrow text of the system carries any bytes.
+    return AString(argument.c_str());
+}
+
+std::string NarrowToUtf8(const std::string& text) {
+    return AString(text.data(), kAnsiEncoding, static_cast<int>(text.size())).ToNarrow(kUtf8Encoding);
+}
+
+std::string ValidUtf8(const std::string& text) {
+    return ordered_json::parse(Dump(text)).get<std::string>();
+}
+
+std::string ReasonOf(unsigned systemError) {
+    AString text(platform::SystemErrorText(systemError).c_str());
+    text.Trim();
+    return text.ToNarrow(kUtf8Encoding);
+}
+
+bool CanOpen(const AString& path, std::string* reason) {
+    if (std::FILE* file = platform::OpenForReading(path.ToNarrow().c_str(), false)) {
+        std::fclose(file);
+        return true;
+    }
+    *reason = ReasonOf(platform::LastError());
+    return false;
+}
+
+void Complain(const CLI::App& app, const std::string& name, const std::string& reason) {
+    std::cerr << app.get_name() << ": " << name << ": " << reason << '\n';
+}
+
+int Finish(const CLI::App& app, int status) {
+    if (std::cout.flush()) return status;
+    Complain(app, "standard output", "not everything could be written");
+    return std::max<int>(status, kBadInput);
+}
+
+std::string JsonLine(const ordered_json& value) {
+    std::string line;
+    Append(line, value);
+    return line;
+}
+
+}  // namespace tool
