@@ -52,7 +52,9 @@ class ToolTest(unittest.TestCase):
         (self.folder / name).write_bytes(content)
 
     def run_tool(self, *arguments, before=(), **options):
-        return subprocess.run([*before, *RUN, program(self.tool), *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
+        if 'input' not in options:
+            options.setdefault('stdin', subprocess.DEVNULL)
+        return subprocess.run([*before, *RUN, program(self.tool), *arguments], cwd=self.folder,
                               stdout=options.pop('stdout', subprocess.PIPE), stderr=subprocess.PIPE, timeout=300,
                               **options)
 

@@ -69,10 +69,8 @@ void CBlock::ReadFile(CToken_istream& stream) {
 }
 
 void CBlock::ReadItem(CToken_istream& stream) {
-    CBlockItemPtr item;
     try {
-        item.Read(stream);
-        AddItem(item);
+        TakeItem(stream);
     } catch (const XStreamioError& error) {
         AddError(error);
         stream.Clear();
@@ -84,6 +82,12 @@ void CBlock::ReadItem(CToken_istream& stream) {
         stream.Clear();
         stream.SkipAfterError();
     }
+}
+
+void CBlock::TakeItem(CToken_istream& stream) {
+    CBlockItemPtr item;
+    item.Read(stream);
+    AddItem(item);
 }
 
 // --- writing
@@ -110,9 +114,7 @@ std::size_t CBlock::EstimateLength(const CToken_ostream& stream) const {
     std::size_t                          length =
         markers + 2 * EstimateToken(mName) + 2 * (stream.EstimatedIndentation() + kLineEnd + 2);
     for (const CBlockItemPtr& item : mItems)
-        if (item)
-            length += item->EstimateLength(stream) +
-                      (item->IsBlock() ? 0 : stream.EstimatedIndentation() + kLineEnd);
+        if (item) length += item->EstimateLength(stream) + kLineEnd;
     return length + kLineEnd;
 }
 
@@ -137,6 +139,13 @@ void CBlock::Clear() {
     mItems.clear();
     mErrors.clear();
     mCursor = mItems.begin();
+}
+
+bool CBlock::HasErrors() const {
+    return !mErrors.empty() || std::any_of(mItems.begin(), mItems.end(), [](const CBlockItemPtr& item) {
+        const auto* block = dynamic_cast<const CBlock*>(item.Get());
+        return block != nullptr && block->HasErrors();
+    });
 }
 
 void CBlock::AddItem(const CBlockItemPtr& item) {

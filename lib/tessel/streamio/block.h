@@ -106,6 +106,13 @@ class CBlock : public CBlock_item {
     void                      AddError(const XStreamioError& error) { mErrors.push_back(error); }
     ErrorList::const_iterator ErrorsBegin() const noexcept { return mErrors.begin(); }
     ErrorList::const_iterator ErrorsEnd() const noexcept { return mErrors.end(); }
+    /// Whether this block or a block in it, on any level, has recorded errors.
+    bool HasErrors() const;
+
+  protected:
+    /// Reads one item and adds it.
+    /// @throws XStreamioError  there is none, or what the item throws; it is recorded then.
+    virtual void TakeItem(CToken_istream& stream);
 
   private:
     void ReadItem(CToken_istream& stream);

@@ -16,15 +16,19 @@ void CBlock_func::Read(CToken_istream& stream) {
             return;
         }
         if (stream.AtEndOfFile()) return;
-        CBlockFuncArgPtr argument;
-        argument.Read(stream);
-        mArguments.push_back(std::move(argument));
+        TakeArgument(stream);
         if (stream.AtDelimiter(L',')) {
             stream.NextToken();
         } else if (!stream.IsCommaOptional() && !stream.AtDelimiter(L')')) {
             throw stream.Error(kStreamioCloseOrCommaExpected);
         }
     }
+}
+
+void CBlock_func::TakeArgument(CToken_istream& stream) {
+    CBlockFuncArgPtr argument;
+    argument.Read(stream);
+    mArguments.push_back(std::move(argument));
 }
 
 namespace {
@@ -43,23 +47,22 @@ void CBlock_func::Write(CToken_ostream& stream) const {
     bool lastNothing = false;
     for (const CBlockFuncArgPtr& argument : mArguments) {
         if (!argument) continue;
-        if (!first && !(lastNothing && stream.IsCommaOptional())) stream.WriteSeparator();
+        const bool nothing = IsNothing(*argument);
+        if (!first) stream.WriteSeparator();
+        // Where commas are optional a reader takes one all the same, so an empty argument needs its own.
+        if (!first && stream.IsCommaOptional() && (nothing || lastNothing)) stream.WriteDelimiter(L',');
+        if (!nothing) argument->Write(stream);
         first       = false;
-        lastNothing = IsNothing(*argument);
-        if (!lastNothing) {
-            argument->Write(stream);
-        } else if (stream.IsCommaOptional()) {
-            stream.WriteDelimiter(L',');
-        }
+        lastNothing = nothing;
     }
     // Without a comma behind it an empty last argument would be none.
-    if (lastNothing && !stream.IsCommaOptional()) stream.WriteDelimiter(L',');
+    if (lastNothing) stream.WriteDelimiter(L',');
     stream.WriteDelimiter(L')');
 }
 
 std::size_t CBlock_func::EstimateLength(const CToken_ostream& stream) const {
     constexpr std::size_t kAround = 8;  // parentheses, a last comma
-    std::size_t           length  = EstimateToken(mName) + kAround;
+    std::size_t           length  = stream.EstimatedIndentation() + EstimateToken(mName) + kAround;
     for (const CBlockFuncArgPtr& argument : mArguments)
         length += argument.EstimateLength(stream) + 3;
     return length;

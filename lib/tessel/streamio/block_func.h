@@ -33,6 +33,10 @@ class CBlock_func : public CBlock_func_arg {
     const std::vector<CBlockFuncArgPtr>& Arguments() const noexcept { return mArguments; }
     void Append(CBlockFuncArgPtr argument) { mArguments.push_back(std::move(argument)); }
 
+  protected:
+    /// Reads one argument and appends it.
+    virtual void TakeArgument(CToken_istream& stream);
+
   private:
     CToken                        mName;
     std::vector<CBlockFuncArgPtr> mArguments;

@@ -6,6 +6,7 @@
 #include "tessel/streamio/token_istream.h"
 #include "tessel/streamio/token_ostream.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace io {
@@ -31,9 +32,9 @@ bool CBlock_index::HasBlock() const {
 
 AString CBlock_index::JoinPath(const std::vector<AString>& names) {
     AString path;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        if (i != 0) path += kSeparator;
-        path += names[i];
+    for (const AString& name : names) {
+        if (!path.IsEmpty()) path += kSeparator;
+        path += name;
     }
     return path;
 }
@@ -49,11 +50,13 @@ bool CBlock_index::IsAtOrUnder(const AString& path, const AString& top) {
 
 bool CBlock_index::AddEntry(const AString& path, const CAbstract_stream_pos& position) {
     if (!HasBlock() || position.Offset() < 0) return false;
-    mIndexBlock->EraseAt(mIndexBlock->Find(path));
-    auto* entry = new CBlock_func(path.CStr());
-    mIndexBlock->AddItem(CBlockItemPtr(entry));
+    const auto earlier = mIndexBlock->Find(path);
+    if (earlier != mIndexBlock->NamesEnd()) mIndexBlock->EraseAt(earlier->second);
+    auto* entry = new CBlock_func;
+    entry->SetNameToken(CToken(ETokenType::SingleQuotedText, path.Str()));
     entry->Append(CBlockFuncArgPtr(
         new CBlock_value(CToken(ETokenType::UnsignedLong, static_cast<double>(position.Offset())))));
+    mIndexBlock->AddItem(CBlockItemPtr(entry));
     return true;
 }
 
@@ -72,27 +75,18 @@ bool CBlock_index::Lookup(const AString& path, CAbstract_stream_pos& position) c
     return entry != mIndexBlock->NamesEnd() && PositionOf(*entry->second, position);
 }
 
-namespace {
-
-/// Seeks without touching what the stream says of itself.
-template <class Stream>
-bool Seek(Stream& stream, const CAbstract_stream_pos& position) {
-    const bool failed = stream.fail();
-    stream.SetPos(position);
-    if (failed) stream.Fail();
-    return !stream.fail();
-}
-
-}  // namespace
-
 bool CBlock_index::SeekInput(const AString& path, CToken_istream& stream) const {
     CAbstract_stream_pos position;
-    return Lookup(path, position) && Seek(stream, position);
+    if (!Lookup(path, position)) return false;
+    stream.SetPos(position);
+    return !stream.fail();
 }
 
 bool CBlock_index::SeekOutput(const AString& path, CToken_ostream& stream) const {
     CAbstract_stream_pos position;
-    return Lookup(path, position) && Seek(stream, position);
+    if (!Lookup(path, position)) return false;
+    stream.SetPos(position);
+    return !stream.fail();
 }
 
 bool CBlock_index::SeekForward(const AString& name, CToken_istream& stream) const {
@@ -123,14 +117,10 @@ void CBlock_index::RemoveSubtree(const AString& path) {
     // by names that only begin alike.
     auto position = mIndexBlock->NamesFrom(path);
     while (position != mIndexBlock->NamesEnd()) {
-        const AString name = position->first.String();
-        if (IsAtOrUnder(name, path)) {
-            position = mIndexBlock->EraseAt(position);
-        } else if (name.CompareNoCase(0, path.Length(), path) == 0) {
-            ++position;
-        } else {
-            break;
-        }
+        const auto    entry = position++;
+        const AString name  = entry->first.String();
+        if (name.CompareNoCase(0, path.Length(), path) != 0) break;
+        if (IsAtOrUnder(name, path)) mIndexBlock->EraseAt(entry->second);
     }
 }
 
@@ -151,7 +141,7 @@ bool CBlock_index::IndexBlockAt(const AString& parentPath, CToken_istream& strea
     const CAbstract_stream_pos     position(stream.TokenOffset());
     AString                        name;
     stream.ReadBeginBlock(name);
-    const AString path  = parentPath.IsEmpty() ? name : JoinPath({parentPath, name});
+    const AString path  = JoinPath({parentPath, name});
     bool          clean = !record || AddEntry(path, position);
     while (!stream.AtEndOfFile() && !stream.AtEndKeyword())
         clean = IndexItem(path, stream, record && mAllLevels) && clean;
@@ -167,18 +157,18 @@ bool CBlock_index::IndexBlockAt(const AString& parentPath, CToken_istream& strea
 
 /// Passes over one item, indexing what is to be recorded of it.
 bool CBlock_index::IndexItem(const AString& path, CToken_istream& stream, bool record) {
-    bool clean = true;
     try {
+        bool clean = true;
         if (stream.AtBlockBegin()) {
             clean = IndexBlockAt(path, stream, record);
         } else {
             CBlockItemPtr item;
             item.Read(stream);
         }
+        if (!stream.fail()) return clean;
     } catch (const XStreamioError&) {
-        stream.Fail();
+        // It costs the line, as in a block that is read.
     }
-    if (!stream.fail()) return clean;
     stream.Clear();
     stream.SkipAfterError();
     return false;
@@ -190,9 +180,12 @@ void CBlock_index::Read(CToken_istream& stream) {
     if (!HasBlock()) return;
     CBlock block;
     block.Read(stream);
-    const auto properties = block.Find(std::wstring_view(kProperties));
-    if (properties != block.NamesEnd()) {
-        if (const CBlockPtr found(*properties->second); found) TakeProperties(*found);
+    // A block's path may be the same word: that entry is no block.
+    const auto properties = std::find_if(block.ItemsBegin(), block.ItemsEnd(), [](const CBlockItemPtr& item) {
+        return item->IsBlock() && item->Name().String().CompareNoCase(AString(kProperties)) == 0;
+    });
+    if (properties != block.ItemsEnd()) {
+        TakeProperties(dynamic_cast<CBlock&>(**properties));
         block.EraseAt(properties);
     }
     *mIndexBlock = block;

@@ -66,6 +66,7 @@ class CBlock_index : public CStreamio_object {
     /// Gives the index another block for its entries, or none.
     void         SetIndexBlock(const CBlockPtr& block) { mIndexBlock = block; }
     bool         AllLevels() const noexcept { return mAllLevels; }
+    void         SetAllLevels(bool allLevels) noexcept { mAllLevels = allLevels; }
     std::int64_t Time() const noexcept { return mTime; }  ///< seconds since 1970, UTC
     void         SetTime(std::int64_t time) noexcept { mTime = time; }
     std::int32_t Version() const noexcept { return mVersion; }

@@ -38,9 +38,8 @@ void CBlock_time_func::SetTime(std::int64_t time) {
 }
 
 bool CBlock_time_func::GetPart(const wchar_t* name, std::int32_t& part) const {
-    const CToken wanted(ETokenType::Keyword, name);
     for (const CBlockFuncArgPtr& argument : Arguments())
-        if (argument && argument->IsNamedValue() && argument->Name().View() == wanted.View())
+        if (argument && argument->IsNamedValue() && argument->Name().String().CompareNoCase(name) == 0)
             return argument->GetInt(part);
     return false;
 }

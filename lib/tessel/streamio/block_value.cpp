@@ -22,8 +22,8 @@ bool CBlock_value::FromString(const AString& text) {
     }
 }
 
-std::size_t CBlock_value::EstimateLength(const CToken_ostream&) const {
-    return EstimateToken(mValue);
+std::size_t CBlock_value::EstimateLength(const CToken_ostream& stream) const {
+    return stream.EstimatedIndentation() + EstimateToken(mValue);
 }
 
 void CBlock_value::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const {

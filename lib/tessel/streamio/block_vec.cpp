@@ -14,6 +14,7 @@ void CBlock_vec::Read(CToken_istream& stream) {
     stream.ReadDelimiter(L'[');
     if (stream.fail()) throw stream.Error(kStreamioOpenBracketExpected);
     if (stream.AtNumber()) ReadCount(stream);
+    CToken element;
     for (;;) {
         if (stream.AtDelimiter(L']')) {
             stream.NextToken();
@@ -21,8 +22,8 @@ void CBlock_vec::Read(CToken_istream& stream) {
         }
         if (stream.AtEndOfFile()) return;
         if (!stream.CurrentToken().CanBeValue()) throw stream.Error(kStreamioInvalidValue);
-        mElements.emplace_back();
-        stream.ReadToken(mElements.back());
+        stream.ReadToken(element);
+        TakeElement(element);
         ReadSeparator(stream);
     }
 }
@@ -38,7 +39,7 @@ void CBlock_vec::ReadCount(CToken_istream& stream) {
         stream.NextToken();
         return;
     }
-    mElements.push_back(number);
+    TakeElement(number);
     ReadSeparator(stream);
 }
 
@@ -66,9 +67,9 @@ void CBlock_vec::Write(CToken_ostream& stream) const {
     stream.WriteDelimiter(L']');
 }
 
-std::size_t CBlock_vec::EstimateLength(const CToken_ostream&) const {
+std::size_t CBlock_vec::EstimateLength(const CToken_ostream& stream) const {
     constexpr std::size_t kAround = 24;  // brackets, count, colon
-    std::size_t           length  = EstimateToken(mName) + kAround;
+    std::size_t           length  = stream.EstimatedIndentation() + EstimateToken(mName) + kAround;
     for (const CToken& element : mElements)
         length += EstimateToken(element) + 3;
     return length;

@@ -40,6 +40,10 @@ class CBlock_vec : public CBlock_func_arg {
     /// The numbers of all elements, truncated; 0 for one that is no number or does not fit.
     std::vector<std::int32_t> Ints() const;
 
+  protected:
+    /// Takes an element that was read; appends it.
+    virtual void TakeElement(const CToken& element) { mElements.push_back(element); }
+
   private:
     void ReadCount(CToken_istream& stream);
     void ReadSeparator(CToken_istream& stream);

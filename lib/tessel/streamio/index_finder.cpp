@@ -23,11 +23,12 @@ ACharStreamOff SizeOf(std::wstreambuf& buffer) {
     return end >= 0 ? end : Seek(buffer, -1, std::ios_base::end);
 }
 
-/// Begin keyword and index name, in text and in the binary form.
+/// Begin keyword and index name, in text with and without quotes, and in the binary form.
 std::vector<std::wstring> Markers(const std::wstring& keyword) {
     std::vector<std::wstring> markers;
     for (const std::wstring name : {CBlock_index::kName, CBlock_index::kBaseName}) {
         markers.push_back(keyword + L" '" + name + L"'");
+        markers.push_back(keyword + L" " + name);
         const auto text = [](wchar_t type, const std::wstring& s) {
             return std::wstring{type, static_cast<wchar_t>(s.size())} + s;
         };

@@ -56,6 +56,13 @@ std::string ToChars(Arguments... arguments) {
     return result.ec == std::errc() ? std::string(buffer.data(), result.ptr) : std::string();
 }
 
+/// The shortest text that reads back to the same number; without exponent where that is exact.
+template <class Float>
+std::string Shortest(Float value) {
+    const bool whole = IsWhole(value) && std::fabs(value) < kTwoTo53;
+    return whole ? ToChars(value, std::chars_format::fixed) : ToChars(value);
+}
+
 template <class Float>
 std::string Digits(Float value, int precision, std::ios_base::fmtflags flags) {
     constexpr int kMaxPrecision = 60;  // beyond this a double has no digits
@@ -64,13 +71,13 @@ std::string Digits(Float value, int precision, std::ios_base::fmtflags flags) {
                                   : notation == std::ios_base::scientific ? std::chars_format::scientific
                                                                           : std::chars_format::general;
     if (precision >= 0) return ToChars(value, chars, std::min(precision, kMaxPrecision));
-    return notation == std::ios_base::fmtflags{} ? ToChars(value) : ToChars(value, chars);
+    return notation == std::ios_base::fmtflags{} ? Shortest(value) : ToChars(value, chars);
 }
 
 template <class Float>
 std::wstring Format(Float value, int precision, const CNumberFormat& format) {
     std::string digits = Digits(value, precision < 0 ? format.mPrecision : precision, format.mFlags);
-    if ((format.mFlags & std::ios_base::showpos) && !std::signbit(value)) digits.insert(0, "+");
+    if ((format.mFlags & std::ios_base::showpos) && !std::signbit(value)) digits.insert(digits.begin(), '+');
     if (format.mFlags & std::ios_base::uppercase) std::replace(digits.begin(), digits.end(), 'e', 'E');
     std::wstring text(digits.begin(), digits.end());
     const auto   width = static_cast<std::size_t>(std::max(format.mWidth, 0));
@@ -83,8 +90,7 @@ std::wstring Format(Float value, int precision, const CNumberFormat& format) {
 
 std::wstring FormatExact(double value) {
     if (std::isinf(value)) return value > 0 ? L"1e999" : L"-1e999";
-    const bool whole  = IsWhole(value) && std::fabs(value) < kTwoTo53;
-    const auto digits = whole ? ToChars(value, std::chars_format::fixed) : ToChars(value);
+    const std::string digits = Shortest(value);
     return {digits.begin(), digits.end()};
 }
 

@@ -61,8 +61,9 @@ bool CNamed_value_manip<T>::Take(const CBlock_value& value) {
 template <class T>
 void CNamed_value_manip<T>::Apply(CToken_istream& stream) {
     if (!stream.CurrentTokenIs(mValue.Name().Text())) return;
-    CToken name;
-    CToken equals;
+    const ACharStreamOff offset = stream.TokenOffset();
+    CToken               name;
+    CToken               equals;
     stream.ReadToken(name);
     if (stream.AtDelimiter(L'=')) {
         stream.ReadToken(equals);
@@ -76,7 +77,7 @@ void CNamed_value_manip<T>::Apply(CToken_istream& stream) {
         }
         stream.PushBackToken(equals);
     }
-    stream.PushBackToken(name);
+    stream.PushBackToken(name, offset);
     stream.Clear();
 }
 

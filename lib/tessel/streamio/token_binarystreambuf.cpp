@@ -321,7 +321,7 @@ void CToken_binarystreambuf::WriteValueToken(const CToken& token) {
         PutExactNumber(token);
     } else if (token.IsBoolean()) {
         WriteBool(token.Type() == ETokenType::True);
-    } else if (token.CanBeValue() && token.Length() != 0) {
+    } else if (token.IsQuoted() || (token.Type() == ETokenType::Keyword && token.Length() != 0)) {
         PutText(token.Type(), token.View());
     } else {
         PutText(ETokenType::SingleQuotedText, token.View());
@@ -329,9 +329,10 @@ void CToken_binarystreambuf::WriteValueToken(const CToken& token) {
 }
 
 void CToken_binarystreambuf::WriteNameToken(const CToken& token) {
-    const bool keyword = token.Type() == ETokenType::Keyword && token.View() != BlockBegin().Str() &&
-                         token.View() != BlockEnd().Str();
-    if (!token.IsText() || (keyword && token.Length() != 0)) {
+    // Without case: a reader may compare so.
+    const auto is = [name = token.String()](const AString& word) { return name.CompareNoCase(word) == 0; };
+    const bool keyword = token.Type() == ETokenType::Keyword && !is(BlockBegin()) && !is(BlockEnd());
+    if (!token.IsText() || keyword) {
         WriteValueToken(token);
     } else {
         PutText(ETokenType::SingleQuotedText, token.View());

@@ -25,7 +25,8 @@ std::unique_ptr<CToken_streambuf> CreateBuffer(std::wstreambuf* buffer, std::uin
                                                const CToken_grammar* grammar, const CToken_grammar& used) {
     using Traits     = std::char_traits<wchar_t>;
     const auto first = buffer ? buffer->sgetc() : Traits::eof();
-    const bool empty = Traits::eq_int_type(first, Traits::eof());
+    // Where a wide character has 16 bits, U+FFFF looks like the end.
+    const bool empty = Traits::eq_int_type(first, Traits::eof()) && (!buffer || buffer->in_avail() <= 0);
     const bool binary =
         empty ? grammar == nullptr || (flags & kOpenBinary) != 0 : Traits::to_char_type(first) == 0;
     if (binary) return std::make_unique<CToken_binarystreambuf>(buffer);
@@ -134,8 +135,8 @@ void CToken_istream::ReadToken(CToken& token) {
     mTokenStreamBuf->NextToken();
 }
 
-void CToken_istream::PushBackToken(const CToken& token) {
-    mTokenStreamBuf->PushBackToken(token);
+void CToken_istream::PushBackToken(const CToken& token, ACharStreamOff offset) {
+    mTokenStreamBuf->PushBackToken(token, offset);
 }
 
 ACharStreamOff CToken_istream::TokenOffset() {
@@ -227,10 +228,11 @@ bool CToken_istream::LooksAtBlock(Accepts accepts) {
     if (!Begin()) return false;
     if (BeginKeyword().IsEmpty()) return accepts(Load());
     if (!AtBeginKeyword()) return false;
-    const CToken begin = Load();
+    const CToken         begin  = Load();
+    const ACharStreamOff offset = mTokenStreamBuf->TokenOffset();
     mTokenStreamBuf->NextToken();
     const bool accepted = accepts(Load());
-    mTokenStreamBuf->PushBackToken(begin);
+    mTokenStreamBuf->PushBackToken(begin, offset);
     return accepted;
 }
 
@@ -287,7 +289,13 @@ void CToken_istream::ReadEndBlock(const AString& name) {
 bool CToken_istream::FindBlock(const AString& name) {
     if (!Begin()) return false;
     const CAbstract_stream_pos start = GetPos();
-    if (mIndex ? mIndex->SeekForward(name, *this) : SearchBlock(name)) return true;
+    if (mIndex) {
+        if (mIndex->SeekForward(name, *this)) return true;
+        // An index need not know all blocks: more may have been written behind it, or on other levels.
+        SetPos(start);
+        Clear();
+    }
+    if (SearchBlock(name)) return true;
     SetPos(start);
     mGood = false;
     return false;

@@ -81,7 +81,8 @@ class CToken_istream : public CAbstract_istream {
     /// Copies the current token and advances.
     virtual void ReadToken(CToken& token);
     /// Makes a token that was read the current one again.
-    void PushBackToken(const CToken& token);
+    /// @param offset  what `TokenOffset` answered before it was read.
+    void PushBackToken(const CToken& token, ACharStreamOff offset = kUnknownOffset);
 
     void SetBeginKeyword(const AString& keyword) override;
     void SetEndKeyword(const AString& keyword) override;

@@ -40,7 +40,8 @@ CToken_ostream::CToken_ostream(std::unique_ptr<std::wostream> stream, std::uint3
         return;
     }
     if (flags & kOpenReadIndex) {
-        mIndex      = std::make_unique<CBlock_index>();
+        mIndex = std::make_unique<CBlock_index>();
+        mIndex->SetAllLevels(true);
         mBuildIndex = true;
     }
     // Data that are there already, to be written behind, have their start.
@@ -131,23 +132,25 @@ void CToken_ostream::WriteUnsignedLong(std::uint32_t value) {
     mTokenStreamBuf->WriteUnsignedLong(value);
 }
 
-/// The character stream's own flags say how floating-point numbers look.
-void CToken_ostream::PassFormat() {
-    if (CharStream() == nullptr) return;
-    CNumberFormat format = mTokenStreamBuf->NumberFormat();
-    format.mFlags |= CharStream()->flags() & (std::ios_base::floatfield | std::ios_base::showpos |
-                                              std::ios_base::uppercase | std::ios_base::left);
+/// The character stream's own flags, too, say how this floating-point number looks.
+template <class Write>
+void CToken_ostream::WithCharFormat(Write write) {
+    const CNumberFormat own    = mTokenStreamBuf->NumberFormat();
+    CNumberFormat       format = own;
+    if (CharStream() != nullptr)
+        format.mFlags |= CharStream()->flags() & (std::ios_base::floatfield | std::ios_base::showpos |
+                                                  std::ios_base::uppercase | std::ios_base::left);
     mTokenStreamBuf->SetNumberFormat(format);
+    write();
+    mTokenStreamBuf->SetNumberFormat(own);
 }
 
 void CToken_ostream::WriteFloat(float value) {
-    PassFormat();
-    mTokenStreamBuf->WriteFloat(value, -1);
+    WithCharFormat([&] { mTokenStreamBuf->WriteFloat(value, -1); });
 }
 
 void CToken_ostream::WriteDouble(double value) {
-    PassFormat();
-    mTokenStreamBuf->WriteDouble(value, -1);
+    WithCharFormat([&] { mTokenStreamBuf->WriteDouble(value, -1); });
 }
 
 void CToken_ostream::WriteSeparator() {
@@ -191,9 +194,10 @@ void CToken_ostream::OpenBlock(const AString* indexName) {
     NewLine();
     if (mBuildIndex) {
         mPath.push_back(indexName ? *indexName : AString());
-        const ACharStreamOff keyword =
-            GetPos().Offset() + static_cast<ACharStreamOff>(mTokenStreamBuf->IndentationLength());
-        mIndex->AddEntry(CBlock_index::JoinPath(mPath), CAbstract_stream_pos(keyword));
+        const ACharStreamOff here        = GetPos().Offset();  // -1 where there are no places
+        const auto           indentation = static_cast<ACharStreamOff>(mTokenStreamBuf->IndentationLength());
+        if (indexName != nullptr && here >= 0)
+            mIndex->AddEntry(CBlock_index::JoinPath(mPath), CAbstract_stream_pos(here + indentation));
     }
     WriteKeyword(BeginKeyword());
 }

@@ -92,7 +92,10 @@ class CToken_ostream : public CAbstract_ostream {
     CToken_streambuf& TokenBuffer() noexcept { return *mTokenStreamBuf; }
 
     /// What a line begins with while an estimate is made of what is nested that deep.
-    std::size_t EstimatedIndentation() const noexcept { return (mLevel + mEstimateLevel) * IndentWidth(); }
+    std::size_t EstimatedIndentation() const {
+        constexpr std::size_t kPerUnit = 3;  // bytes of a character's UTF-8 form
+        return mTokenStreamBuf->IndentationLength() + kPerUnit * mEstimateLevel * IndentWidth();
+    }
     /// Counts a level of nesting for an estimate while it lives.
     class CEstimateLevel {
       public:
@@ -118,7 +121,8 @@ class CToken_ostream : public CAbstract_ostream {
     void WriteExactName(const CToken& name);
     void OpenBlock(const AString* indexName);
     void CloseBlock();
-    void PassFormat();
+    template <class Write>
+    void WithCharFormat(Write write);
 
     std::unique_ptr<CToken_streambuf> mTokenStreamBuf;
     std::size_t                       mLevel           = 0;

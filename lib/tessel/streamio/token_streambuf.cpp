@@ -48,14 +48,14 @@ ACharStreamOff CToken_streambuf::CurrentOffset() const {
 // --- tokens
 
 const CToken& CToken_streambuf::CurrentToken() const noexcept {
-    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1] : mCurrentToken;
+    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1].mToken : mCurrentToken;
 }
 
 const CToken& CToken_streambuf::NextToken() {
     const ETokenType passed = CurrentToken().Type();
     mAtLineStart            = passed == ETokenType::Eol || passed == ETokenType::Null;
     if (mTokenPushBackCount != 0) {
-        mTokenPushBack[--mTokenPushBackCount].Clear();
+        mTokenPushBack[--mTokenPushBackCount].mToken.Clear();
     } else {
         ReadCurrentToken();
     }
@@ -63,19 +63,10 @@ const CToken& CToken_streambuf::NextToken() {
 }
 
 ACharStreamOff CToken_streambuf::TokenOffset() const noexcept {
-    constexpr ACharStreamOff kUnknown = -1;
-    switch (mTokenPushBackCount) {
-        case 0:
-            return mTokenOffset;
-        case 1:
-            return mPreviousOffset;
-        default:
-            return kUnknown;
-    }
+    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1].mOffset : mTokenOffset;
 }
 
 void CToken_streambuf::ReadCurrentToken() {
-    mPreviousOffset = mTokenOffset;
     if (mCodeCvt != kImbuedStream) {
         ReadToken(mCurrentToken);
         return;
@@ -84,9 +75,9 @@ void CToken_streambuf::ReadCurrentToken() {
     ReadToken(mCurrentToken);
 }
 
-void CToken_streambuf::PushBackToken(const CToken& token) {
+void CToken_streambuf::PushBackToken(const CToken& token, ACharStreamOff offset) {
     TESSEL_ASSERT(mTokenPushBackCount < kMaxTokenPushBack);
-    if (mTokenPushBackCount < kMaxTokenPushBack) mTokenPushBack[mTokenPushBackCount++] = token;
+    if (mTokenPushBackCount < kMaxTokenPushBack) mTokenPushBack[mTokenPushBackCount++] = {token, offset};
 }
 
 bool CToken_streambuf::Find(const ETokenType* type, const AString& text, bool atLineStartOnly) {
@@ -206,11 +197,24 @@ void CToken_streambuf::PushBackChar(LexChar ch) {
 }
 
 void CToken_streambuf::PutUnit(wchar_t unit) {
-    if (mStreamBuf == nullptr || Traits::eq_int_type(mStreamBuf->sputc(unit), Traits::eof())) {
-        // Where a wide character has 16 bits, U+FFFF is written and looks like a refusal.
-        mWriteFailed = mWriteFailed || mStreamBuf == nullptr || unit != static_cast<wchar_t>(0xFFFF);
-    }
     ++mWritten;
+    const auto put = [this](wchar_t u) {
+        return mStreamBuf != nullptr && !Traits::eq_int_type(mStreamBuf->sputc(u), Traits::eof());
+    };
+    // Where a wide character has 16 bits, U+FFFF looks like the end: a buffer without room takes it for
+    // none. Room is made by another unit, which it then overwrites.
+    if (Traits::eq_int_type(Traits::to_int_type(unit), Traits::eof())) {
+        const bool room =
+            put(L' ') && mStreamBuf->pubseekoff(-1, std::ios_base::cur, std::ios_base::out) >= 0;
+        if (room) mStreamBuf->sputc(unit);
+        mWriteFailed = mWriteFailed || !room;
+    } else if (!put(unit)) {
+        mWriteFailed = true;
+    }
+}
+
+std::size_t CToken_streambuf::UnitsOf(std::wstring_view text) const {
+    return mCodeCvt == kUtf8Units ? ToUtf8Units(text).size() : text.size();
 }
 
 void CToken_streambuf::PutChar(wchar_t ch) {
@@ -258,6 +262,7 @@ void CToken_streambuf::SaveStateInto(CToken_stream_state& saved) {
     saved.mTokenPushBackCount = mTokenPushBackCount;
     saved.mTokenPushBack      = mTokenPushBack;
     saved.mCurrentToken       = mCurrentToken;
+    saved.mTokenOffset        = mTokenOffset;
     saved.mLastChar           = mLastChar;
     saved.mLastType           = mLastType;
 }
@@ -281,8 +286,7 @@ void CToken_streambuf::RestoreState(const CStreamStatePtr& state) {
 
     const ACharStreamOff offset = mDirection == EDirection::kRead ? CurrentOffset() : -1;
     mUnitOffset                 = offset > 0 ? offset : 0;
-    mTokenOffset                = mUnitOffset;
-    mPreviousOffset             = -1;
+    mTokenOffset                = state ? from.mTokenOffset : mUnitOffset;
     mSplitByte                  = kEndOfInput;
 }
 

@@ -13,8 +13,9 @@
 
 namespace io {
 
-inline constexpr std::size_t kMaxPushBack      = 64;  ///< characters
-inline constexpr std::size_t kMaxTokenPushBack = 10;  ///< tokens
+inline constexpr std::size_t    kMaxPushBack      = 64;  ///< characters
+inline constexpr std::size_t    kMaxTokenPushBack = 10;  ///< tokens
+inline constexpr ACharStreamOff kUnknownOffset    = -1;  ///< of a token that comes from nowhere
 
 /// How the units of the underlying buffer become characters.
 enum ECodeCvt : std::uint32_t {
@@ -47,6 +48,12 @@ struct CNumberFormat {
     wchar_t                 mFill = L' ';
 };
 
+/// A token that is delivered again, and where it began.
+struct CPushedBackToken {
+    CToken         mToken;
+    ACharStreamOff mOffset = kUnknownOffset;
+};
+
 /// A token buffer's place: everything that decides what it delivers or writes next.
 class CToken_stream_state : public CAbstract_stream_state {
   public:
@@ -54,16 +61,17 @@ class CToken_stream_state : public CAbstract_stream_state {
     /// has an offset or is the start of a line.
     bool IsValid() const noexcept;
 
-    bool                                  mAtLineStart   = true;
-    std::uint32_t                         mLine          = 1;
-    std::size_t                           mPushBackCount = 0;
-    std::array<LexChar, kMaxPushBack>     mPushBack{};
-    std::size_t                           mTokenPushBackCount = 0;
-    std::array<CToken, kMaxTokenPushBack> mTokenPushBack;
-    CToken                                mCurrentToken;
-    ACharStreamOff                        mOffset   = 0;  ///< units from the start; -1 when unknown
-    wchar_t                               mLastChar = 0;  ///< written
-    ETokenType                            mLastType = ETokenType::Eol;
+    bool                                            mAtLineStart   = true;
+    std::uint32_t                                   mLine          = 1;
+    std::size_t                                     mPushBackCount = 0;
+    std::array<LexChar, kMaxPushBack>               mPushBack{};
+    std::size_t                                     mTokenPushBackCount = 0;
+    std::array<CPushedBackToken, kMaxTokenPushBack> mTokenPushBack;
+    CToken                                          mCurrentToken;
+    ACharStreamOff                                  mOffset = 0;  ///< units from the start; -1 when unknown
+    ACharStreamOff                                  mTokenOffset = 0;  ///< where the current token begins
+    wchar_t                                         mLastChar    = 0;  ///< written
+    ETokenType                                      mLastType    = ETokenType::Eol;
 };
 
 /// Turns the characters of a wide stream buffer into tokens, and tokens into characters. This base
@@ -88,7 +96,8 @@ class CToken_streambuf {
     /// Advances: drops the last token pushed back, or reads a new one. Returns the new current token.
     const CToken& NextToken();
     /// Makes a copy of `token` the current token. An eleventh fails an assertion and is dropped.
-    void PushBackToken(const CToken& token);
+    /// @param offset  what `TokenOffset` answered when it was the current token before.
+    void PushBackToken(const CToken& token, ACharStreamOff offset = kUnknownOffset);
 
     /// Advances until the current token has this kind and text. False at the end.
     bool FindToken(ETokenType type, const AString& text);
@@ -109,8 +118,8 @@ class CToken_streambuf {
     /// Whether the token read last is the first of its line.
     bool AtLineStart() const noexcept { return mAtLineStart; }
 
-    /// Where the current token begins: units from the start of the underlying buffer. -1 when it is
-    /// not known, after more than one token was pushed back.
+    /// Where the current token begins: units from the start of the underlying buffer; of a token pushed
+    /// back what was said then.
     ACharStreamOff TokenOffset() const noexcept;
 
     // --- writing, by hand: the text is written as these calls say, and may read back as something else
@@ -145,7 +154,7 @@ class CToken_streambuf {
     virtual void Unindent() {}
     virtual bool IsIndented() const noexcept { return false; }
     /// Units that stand before the first token of a line written next.
-    virtual std::size_t IndentationLength() const noexcept { return 0; }
+    virtual std::size_t IndentationLength() const { return 0; }
     /// Marks the start of the data, where the form needs it.
     virtual void StartOutput() {}
 
@@ -216,6 +225,8 @@ class CToken_streambuf {
 
     /// Takes the place into a state of the derived class's making.
     void SaveStateInto(CToken_stream_state& saved);
+    /// Units that a text takes in the underlying buffer.
+    std::size_t UnitsOf(std::wstring_view text) const;
     /// Writes one unit as it is, past any encoding.
     void           PutUnit(wchar_t unit);
     bool           IsFormatting() const noexcept { return mFormatting; }
@@ -249,21 +260,20 @@ class CToken_streambuf {
     std::uint32_t mLine        = 1;
     bool          mAtLineStart = true;
 
-    std::array<LexChar, kMaxPushBack>     mPushBack{};
-    std::size_t                           mPushBackCount = 0;
-    std::array<CToken, kMaxTokenPushBack> mTokenPushBack;
-    std::size_t                           mTokenPushBackCount = 0;
+    std::array<LexChar, kMaxPushBack>               mPushBack{};
+    std::size_t                                     mPushBackCount = 0;
+    std::array<CPushedBackToken, kMaxTokenPushBack> mTokenPushBack;
+    std::size_t                                     mTokenPushBackCount = 0;
 
     LexChar                        mLookAhead = kEndOfInput;  ///< read but not consumed, when it takes units
     std::size_t                    mLookAheadUnits = 0;  ///< units that it was decoded from; 0: none is held
     std::array<LexChar, kMaxUnits> mWaiting{};           ///< units read behind the look-ahead, in order
     std::size_t                    mWaitingCount = 0;
 
-    ACharStreamOff mUnitOffset     = 0;   ///< behind the last unit read
-    ACharStreamOff mTokenOffset    = 0;   ///< of the token read last
-    ACharStreamOff mPreviousOffset = -1;  ///< of the one before
-    bool           mByteSplit      = false;
-    LexChar        mSplitByte      = kEndOfInput;  ///< the second byte of the unit read last
+    ACharStreamOff mUnitOffset  = 0;  ///< behind the last unit read
+    ACharStreamOff mTokenOffset = 0;  ///< of the token read last
+    bool           mByteSplit   = false;
+    LexChar        mSplitByte   = kEndOfInput;  ///< the second byte of the unit read last
 
     bool          mFormatting  = true;
     bool          mWriteFailed = false;

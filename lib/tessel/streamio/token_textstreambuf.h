@@ -64,7 +64,7 @@ class CToken_textstreambuf : public CToken_streambuf {
     void        Indent(std::size_t width, wchar_t ch) override;
     void        Unindent() override;
     bool        IsIndented() const noexcept override { return !mIndents.empty(); }
-    std::size_t IndentationLength() const noexcept override { return mIndentation.size(); }
+    std::size_t IndentationLength() const override { return UnitsOf(mIndentation); }
 
     /// Lines end with CR LF instead of LF.
     void SetCrLf(bool on) noexcept { mCrLf = on; }
@@ -118,6 +118,8 @@ class CToken_textstreambuf : public CToken_streambuf {
     bool PutExactCData(std::wstring_view text);
     void PutExactNumber(const CToken& token);
     bool IsExactKeyword(std::wstring_view text) const;
+    /// The kind of a text that the lexer would deliver as one token; `Error` for any other.
+    ETokenType ScanWhole(std::wstring_view text) const;
 
     const CBase_grammar& mGrammar;
     bool                 mKeepText       = false;

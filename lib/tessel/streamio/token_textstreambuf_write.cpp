@@ -128,13 +128,24 @@ void CToken_textstreambuf::WriteComment(std::wstring_view text) {
     WriteEol(true);
 }
 
-void CToken_textstreambuf::WriteQuotedText(std::wstring_view text) {
+ETokenType CToken_textstreambuf::ScanWhole(std::wstring_view text) const {
     const std::wstring terminated(text);
     std::size_t        length = 0;
     const ETokenType   type   = mGrammar.ScanType(terminated.c_str(), &length);
-    // The tables alone cannot tell a closing quote from a missing one at the end.
-    const bool closed = length == text.size() && length > 1 && text.front() == text.back();
-    if (IsQuotedType(type) && closed) {
+    if (length != text.size() || text.empty()) return ETokenType::Error;
+    // Quotes that are not closed take in what follows them.
+    if (IsQuotedType(type)) mGrammar.ScanType((terminated + L' ').c_str(), &length);
+    // The tables count what the lexer gives back: "1e", "0x", "+.".
+    double     number    = 0.0;
+    const bool givesBack = type == ETokenType::Symbol ? length != 1
+                                                      : IsNumericType(type) && type != ETokenType::Hex &&
+                                                            !ParseDecimal(text, &number);
+    return length == text.size() && !givesBack ? type : ETokenType::Error;
+}
+
+void CToken_textstreambuf::WriteQuotedText(std::wstring_view text) {
+    const ETokenType type = ScanWhole(text);
+    if (IsQuotedType(type)) {
         PutToken(type, text);
     } else {
         PutQuoted(ETokenType::SingleQuotedText, text, kSingle, false);
@@ -142,8 +153,7 @@ void CToken_textstreambuf::WriteQuotedText(std::wstring_view text) {
 }
 
 void CToken_textstreambuf::WriteKeyword(std::wstring_view text) {
-    const std::wstring terminated(text);
-    if (mGrammar.ScanTypeInRange(terminated.c_str(), ETokenType::Keyword, ETokenType::Keyword)) {
+    if (ScanWhole(text) == ETokenType::Keyword) {
         PutToken(ETokenType::Keyword, text);
     } else {
         PutQuoted(ETokenType::SingleQuotedText, text, kSingle, false);
@@ -161,12 +171,8 @@ void CToken_textstreambuf::WriteSymbol(wchar_t ch) {
 }
 
 void CToken_textstreambuf::WriteText(std::wstring_view text) {
-    const std::wstring terminated(text);
-    std::size_t        length = 0;
-    const ETokenType   type   = mGrammar.ScanType(terminated.c_str(), &length);
-    const bool         whole  = length == text.size() && length != 0 && type != ETokenType::Error;
-    const bool         closed = !IsQuotedType(type) || (length > 1 && text.front() == text.back());
-    if (whole && closed) {
+    const ETokenType type = ScanWhole(text);
+    if (type != ETokenType::Error) {
         PutToken(type, text);
     } else {
         PutQuoted(ETokenType::SingleQuotedText, text, kSingle, false);
@@ -239,10 +245,7 @@ void CToken_textstreambuf::WriteEol(bool force) {
 // --- for the block model
 
 bool CToken_textstreambuf::IsExactKeyword(std::wstring_view text) const {
-    const std::wstring terminated(text);
-    std::size_t        length = 0;
-    if (mGrammar.ScanType(terminated.c_str(), &length) != ETokenType::Keyword || length != text.size())
-        return false;
+    if (ScanWhole(text) != ETokenType::Keyword) return false;
     const std::wstring_view taken[] = {mGrammar.TrueSpelling(), mGrammar.FalseSpelling(),
                                        mGrammar.CDataOpen(), BlockBegin().Str(), BlockEnd().Str()};
     return std::none_of(std::begin(taken), std::end(taken),
@@ -252,7 +255,8 @@ bool CToken_textstreambuf::IsExactKeyword(std::wstring_view text) const {
 void CToken_textstreambuf::PutExactNumber(const CToken& token) {
     const double value = token.Number();
     if (std::isnan(value)) {
-        PutToken(ETokenType::Keyword, mGrammar.NanSpelling());
+        // No reader takes it for a number unasked; bare it would cost the whole item.
+        PutQuoted(ETokenType::SingleQuotedText, mGrammar.NanSpelling(), kSingle, true);
     } else if (token.Type() == ETokenType::Hex && IsHexadecimal(value)) {
         WriteHex(static_cast<std::uint32_t>(value));
     } else {
