@@ -317,8 +317,9 @@ class BytesRead(ToolTest):
     # whose preview block begins in the last kilobyte:
     PROBE = 4096    # the C library's buffer, once
     LOCATOR = 1000  # one chunk, read without a buffer in between
-    STREAM = 10224  # one refill of the token stream, from the preview block on
-    BOUND = PROBE + LOCATOR + STREAM
+    STREAM = 10224  # one refill of the token stream: the file's first character tells its form,
+    PREVIEW = 10224  # and one from the preview block on
+    BOUND = PROBE + LOCATOR + STREAM + PREVIEW
 
     def bytes_read(self, name, trace):
         """Sums the bytes that reads of the file's descriptors returned."""

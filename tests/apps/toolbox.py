@@ -54,15 +54,17 @@ class ToolTest(unittest.TestCase):
 
     def run_tool(self, *arguments, before=(), **options):
         command = [*before, *RUN, program(self.tool), *arguments]
-        options = {'stdin': subprocess.DEVNULL, 'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE, **options}
+        options = {'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE, 'timeout': 120, **options}
+        if 'input' not in options:
+            options.setdefault('stdin', subprocess.DEVNULL)
         try:
-            return subprocess.run(command, cwd=self.folder, timeout=120, **options)
+            return subprocess.run(command, cwd=self.folder, **options)
         except subprocess.TimeoutExpired:
             # Once in a few hundred starts a program never gets going under Wine. One that hangs does so again.
             if not WINDOWS:
                 raise
             print('tried again:', *command, file=sys.stderr)
-            return subprocess.run(command, cwd=self.folder, timeout=120, **options)
+            return subprocess.run(command, cwd=self.folder, **options)
 
     def check(self, arguments, status, stdout='', stderr=''):
         """Compares status and whole standard output, and what standard error matches."""

@@ -3,6 +3,7 @@
 #include "tessel/baseutils/assertion.h"
 #include "tessel/streamio/block_func.h"
 #include "tessel/streamio/token_istream.h"
+#include "tessel/streamio/token_ostream.h"
 
 #include <algorithm>
 
@@ -82,10 +83,8 @@ void CBlock::ReadFile(CToken_istream& stream) {
 
 void CBlock::ReadItem(CToken_istream& stream) {
     stream.CountItem();
-    CBlockItemPtr item;
     try {
-        item.Read(stream);
-        AddItem(item);
+        TakeItem(stream);
     } catch (const XStreamioError& error) {
         AddError(error);
         stream.Clear();
@@ -99,6 +98,54 @@ void CBlock::ReadItem(CToken_istream& stream) {
     }
 }
 
+void CBlock::TakeItem(CToken_istream& stream) {
+    CBlockItemPtr item;
+    item.Read(stream);
+    AddItem(item);
+}
+
+// --- writing
+
+void CBlock::Write(CToken_ostream& stream) const {
+    stream.WriteBeginBlock(mName);
+    WriteFile(stream);
+    stream.WriteEndBlock(mName);
+}
+
+void CBlock::WriteFile(CToken_ostream& stream) const {
+    for (const CBlockItemPtr& item : mItems) {
+        if (!item) continue;
+        item->Write(stream);
+        stream.NewLine();
+    }
+}
+
+std::size_t CBlock::EstimateLength(const CToken_ostream& stream) const {
+    constexpr std::size_t kLineEnd = 2;
+    const std::size_t     markers  = EstimateToken(CToken(ETokenType::Keyword, stream.BeginKeyword().Str())) +
+                                EstimateToken(CToken(ETokenType::Keyword, stream.EndKeyword().Str()));
+    const CToken_ostream::CEstimateLevel inside(stream);
+    std::size_t                          length =
+        markers + 2 * EstimateToken(mName) + 2 * (stream.EstimatedIndentation() + kLineEnd + 2);
+    for (const CBlockItemPtr& item : mItems)
+        if (item) length += item->EstimateLength(stream) + kLineEnd;
+    return length + kLineEnd;
+}
+
+void CBlock::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const {
+    constexpr std::size_t kLinks = 4 * sizeof(void*);  // of a node of a list or a tree, about
+    if (includeSelf) {
+        ++statistics.mObjects;
+        statistics.mObjectBytes += sizeof(CBlock);
+    }
+    statistics.mTextBytes += TextBytes(mName);
+    statistics.mContainerBytes += mItems.size() * (sizeof(ItemList::value_type) + kLinks) +
+                                  mNames.size() * (sizeof(NameIndex::value_type) + kLinks);
+    statistics.mErrorBytes += mErrors.capacity() * sizeof(XStreamioError);
+    for (const CBlockItemPtr& item : mItems)
+        if (item) item->MemoryUsage(statistics, true);
+}
+
 // --- contents
 
 void CBlock::Clear() {
@@ -106,6 +153,13 @@ void CBlock::Clear() {
     mItems.clear();
     mErrors.clear();
     mCursor = mItems.begin();
+}
+
+bool CBlock::HasErrors() const {
+    return !mErrors.empty() || std::any_of(mItems.begin(), mItems.end(), [](const CBlockItemPtr& item) {
+        const auto* block = dynamic_cast<const CBlock*>(item.Get());
+        return block != nullptr && block->HasErrors();
+    });
 }
 
 void CBlock::AddItem(const CBlockItemPtr& item) {

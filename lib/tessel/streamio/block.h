@@ -23,6 +23,7 @@ class CBlock : public CBlock_item {
         struct CKey {
             CKey(const CToken& name) noexcept : mHasText(name.HasText()), mText(name.View()) {}
             CKey(std::wstring_view name) noexcept : mHasText(true), mText(name) {}
+            CKey(const AString& name) noexcept : mHasText(true), mText(name.Str()) {}
 
             bool              mHasText;
             std::wstring_view mText;
@@ -43,7 +44,12 @@ class CBlock : public CBlock_item {
     /// Reads a block from its begin keyword on. Errors of its items and of its frame are recorded,
     /// not thrown; whatever could be read is there.
     /// @throws XStreamioError  code 4 when it nests too deep; the whole block has then been passed over.
-    void Read(CToken_istream& stream) override;
+    void        Read(CToken_istream& stream) override;
+    void        Write(CToken_ostream& stream) const override;
+    std::size_t EstimateLength(const CToken_ostream& stream) const override;
+    void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
+    /// Writes the items alone, one a line, as a file holds them.
+    void WriteFile(CToken_ostream& stream) const;
     /// Reads items up to the end of the data, as a file holds them, into this block.
     void ReadFile(CToken_istream& stream);
 
@@ -68,6 +74,8 @@ class CBlock : public CBlock_item {
     // --- finding. Each lookup sets the found flag.
 
     NamePos Find(const CNameLess::CKey& name);
+    /// The first name that does not come before this one, in name order.
+    NamePos NamesFrom(const CNameLess::CKey& name) { return mNames.lower_bound(name); }
     NamePos NamesEnd() noexcept { return mNames.end(); }
     /// All items of one name, in the order in which they were added.
     std::vector<CBlockItemPtr> ItemsNamed(std::wstring_view name) const;
@@ -98,6 +106,13 @@ class CBlock : public CBlock_item {
     void                      AddError(const XStreamioError& error) { mErrors.push_back(error); }
     ErrorList::const_iterator ErrorsBegin() const noexcept { return mErrors.begin(); }
     ErrorList::const_iterator ErrorsEnd() const noexcept { return mErrors.end(); }
+    /// Whether this block or a block in it, on any level, has recorded errors.
+    bool HasErrors() const;
+
+  protected:
+    /// Reads one item and adds it.
+    /// @throws XStreamioError  there is none, or what the item throws; it is recorded then.
+    virtual void TakeItem(CToken_istream& stream);
 
   private:
     void ReadItem(CToken_istream& stream);

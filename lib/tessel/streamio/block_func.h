@@ -17,6 +17,11 @@ class CBlock_func : public CBlock_func_arg {
     ///                         when it nests too deep; or what an argument throws.
     void Read(CToken_istream& stream) override;
 
+    /// `name(1, x=2)`. Null arguments are left out, empty ones leave nothing between their commas.
+    void        Write(CToken_ostream& stream) const override;
+    std::size_t EstimateLength(const CToken_ostream& stream) const override;
+    void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
+
     const CToken& Name() const override { return mName; }
     void          SetNameToken(const CToken& name) override { mName = name; }
     std::size_t   Count() const override { return mArguments.size(); }
@@ -27,6 +32,10 @@ class CBlock_func : public CBlock_func_arg {
     /// Null pointers among the arguments stand for nothing.
     const std::vector<CBlockFuncArgPtr>& Arguments() const noexcept { return mArguments; }
     void Append(CBlockFuncArgPtr argument) { mArguments.push_back(std::move(argument)); }
+
+  protected:
+    /// Reads one argument and appends it.
+    virtual void TakeArgument(CToken_istream& stream);
 
   private:
     CToken                        mName;

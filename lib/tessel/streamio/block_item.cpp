@@ -1,6 +1,7 @@
 #include "tessel/streamio/block_item.h"
 
 #include "tessel/baseutils/assertion.h"
+#include "tessel/streamio/token_istream.h"
 #include "tessel/streamio/token_value.h"
 
 #include <algorithm>
@@ -27,6 +28,29 @@ void CBlock_item::SetName(const wchar_t* text) {
 
 const CToken& CBlock_item::Name() const {
     return kNoName;
+}
+
+bool CBlock_item::FromString(const AString& text) {
+    CToken_istring stream(text);
+    if (HasName() && !IsBlock() && stream.CurrentToken().CanBeName()) {
+        CToken name;
+        stream.ReadToken(name);
+        SetNameToken(name);
+    }
+    Read(stream);
+    return !stream.fail();
+}
+
+std::size_t EstimateToken(const CToken& token) noexcept {
+    constexpr std::size_t kLongestNumber = 26;  // "-2.2250738585072014e-308", and a word's separators
+    constexpr std::size_t kPerUnit       = 4;   // a backslash and the three bytes of a UTF-8 form
+    constexpr std::size_t kAround        = 28;  // quotes, or CDATA tags, or the binary form's type and length
+    return token.IsText() ? kAround + kPerUnit * token.Length() : kLongestNumber;
+}
+
+std::size_t TextBytes(const CToken& token) noexcept {
+    constexpr std::size_t kInline = 3;  // units that lie in the token itself
+    return token.Length() > kInline ? (token.Length() + 2) * sizeof(wchar_t) : 0;
 }
 
 namespace {

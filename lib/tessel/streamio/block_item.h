@@ -8,6 +8,16 @@
 
 namespace io {
 
+/// What items take up, in bytes; each item adds its own.
+struct CMemoryStatistics {
+    std::size_t mObjects        = 0;  ///< items counted
+    std::size_t mObjectBytes    = 0;  ///< the items themselves
+    std::size_t mTextBytes      = 0;  ///< texts of names and values that lie outside the items
+    std::size_t mContainerBytes = 0;  ///< lists, indexes and vectors
+    std::size_t mErrorBytes     = 0;  ///< recorded errors
+    std::size_t Total() const noexcept { return mObjectBytes + mTextBytes + mContainerBytes + mErrorBytes; }
+};
+
 /// One item of a block. Items are shared: each holder (`CBlock_ptr`) counts, and the last one to
 /// let go deletes the item. Counts are plain integers: a tree belongs to one thread at a time.
 class CBlock_item : public CStreamio_object {
@@ -28,11 +38,18 @@ class CBlock_item : public CStreamio_object {
     virtual std::size_t Count() const = 0;
     virtual void        Clear()       = 0;
 
+    /// Adds what the item takes up; without `includeSelf` only what it holds. An item held by several
+    /// counts each time that it is met.
+    virtual void MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const = 0;
+
     virtual bool IsNamedValue() const { return false; }
     virtual bool IsValue() const { return false; }
     virtual bool IsBlock() const { return false; }
     virtual bool IsFunc() const { return false; }
     virtual bool IsVec() const { return false; }
+
+    /// Takes the written form, with the name, or what follows the name.
+    bool FromString(const AString& text) override;
 
     void AddRef() noexcept { ++mRefCount; }
     void Release() noexcept {
@@ -48,6 +65,11 @@ class CBlock_item : public CStreamio_object {
   private:
     std::int32_t mRefCount = 0;
 };
+
+/// Units that a token takes at most when it is written as a name or value.
+std::size_t EstimateToken(const CToken& token) noexcept;
+/// Bytes that a token's text takes outside the token.
+std::size_t TextBytes(const CToken& token) noexcept;
 
 /// An item that may stand as a function's argument: a value, a named value, a vector or a function.
 ///

@@ -8,27 +8,37 @@
 
 namespace io {
 
+CBlock* CItem_factory::NewBlock() const {
+    return new CBlock;
+}
+CBlock_func* CItem_factory::NewFunc() const {
+    return new CBlock_func;
+}
+CBlock_vec* CItem_factory::NewVec() const {
+    return new CBlock_vec;
+}
+
 namespace {
 
 /// The kinds that a name can open, by the delimiter behind it; null when none of them stands there.
-CBlock_func_arg* NewItemByDelimiter(CToken_istream& stream) {
+CBlock_func_arg* NewItemByDelimiter(CToken_istream& stream, const CItem_factory& factory) {
     if (stream.AtDelimiter(L'=')) return new CBlock_named_value;
-    if (stream.AtDelimiter(L'(')) return new CBlock_func;
-    if (stream.AtDelimiter(L'[')) return new CBlock_vec;
+    if (stream.AtDelimiter(L'(')) return factory.NewFunc();
+    if (stream.AtDelimiter(L'[')) return factory.NewVec();
     return nullptr;
 }
 
 }  // namespace
 
-void CBlockItemPtr::Read(CToken_istream& stream) {
+void CBlockItemPtr::Read(CToken_istream& stream, const CItem_factory& factory) {
     if (!stream.CurrentToken().CanBeName()) throw stream.Error(kStreamioIdentifierExpected);
     CBlockItemPtr item;
     if (stream.AtBeginKeyword()) {
-        item = CBlockItemPtr(new CBlock);
+        item = CBlockItemPtr(factory.NewBlock());
     } else {
         const CToken name = stream.CurrentToken();
         stream.NextToken();
-        item = CBlockItemPtr(NewItemByDelimiter(stream));
+        item = CBlockItemPtr(NewItemByDelimiter(stream, factory));
         if (!item) throw stream.Error(kStreamioParenOrEqualsExpected);
         item->SetNameToken(name);
     }
@@ -36,7 +46,7 @@ void CBlockItemPtr::Read(CToken_istream& stream) {
     *this = std::move(item);
 }
 
-void CBlockFuncArgPtr::Read(CToken_istream& stream) {
+void CBlockFuncArgPtr::Read(CToken_istream& stream, const CItem_factory& factory) {
     const CToken& first = stream.CurrentToken();
     if (first.IsNoToken() || first.Type() == ETokenType::Symbol) {
         // Nothing before a comma is an empty value; anything else must be one.
@@ -47,7 +57,7 @@ void CBlockFuncArgPtr::Read(CToken_istream& stream) {
     }
     const CToken token = first;
     stream.NextToken();
-    CBlockFuncArgPtr item(NewItemByDelimiter(stream));
+    CBlockFuncArgPtr item(NewItemByDelimiter(stream, factory));
     if (item) {
         item->SetNameToken(token);
         item->Read(stream);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessel/streamio/block_item.h"
+#include "tessel/streamio/streamio_error.h"
 
 #include <utility>
 
@@ -41,6 +42,22 @@ class CBlock_ptr : public CStreamio_object {
         if (mItem != nullptr) mItem->Read(stream);
     }
 
+    /// Writes the held item; nothing happens without one.
+    void Write(CToken_ostream& stream) const override {
+        if (mItem != nullptr) mItem->Write(stream);
+    }
+    /// False also when the text says something else than what is expected.
+    bool FromString(const AString& text) override {
+        try {
+            return CStreamio_object::FromString(text);
+        } catch (const XStreamioError&) {
+            return false;
+        }
+    }
+    std::size_t EstimateLength(const CToken_ostream& stream) const override {
+        return mItem != nullptr ? mItem->EstimateLength(stream) : 0;
+    }
+
   private:
     void Swap(CBlock_ptr& other) noexcept { std::swap(mItem, other.mItem); }
     void Hold() noexcept {
@@ -53,6 +70,23 @@ class CBlock_ptr : public CStreamio_object {
     T* mItem = nullptr;
 };
 
+class CBlock;
+class CBlock_func;
+class CBlock_vec;
+
+/// Makes the items that a text calls for while it is read; `new` ones, for their holder to delete.
+class CItem_factory {
+  public:
+    CItem_factory()                                = default;
+    CItem_factory(const CItem_factory&)            = delete;
+    CItem_factory& operator=(const CItem_factory&) = delete;
+    virtual ~CItem_factory()                       = default;
+
+    virtual CBlock*      NewBlock() const;
+    virtual CBlock_func* NewFunc() const;
+    virtual CBlock_vec*  NewVec() const;
+};
+
 /// Holds an item of any kind. Reading makes the item that the text calls for.
 class CBlockItemPtr : public CBlock_ptr<CBlock_item> {
   public:
@@ -60,7 +94,8 @@ class CBlockItemPtr : public CBlock_ptr<CBlock_item> {
 
     /// Reads one item of a block: a block, a named value, a function or a vector.
     /// @throws XStreamioError  codes 11 and 7 when no item begins here, or what the item throws.
-    void Read(CToken_istream& stream) override;
+    void Read(CToken_istream& stream) override { Read(stream, CItem_factory()); }
+    void Read(CToken_istream& stream, const CItem_factory& factory);
 };
 
 /// Holds an argument of a function. Reading makes a value, a named value, a function or a vector.
@@ -68,7 +103,8 @@ class CBlockFuncArgPtr : public CBlock_ptr<CBlock_func_arg> {
   public:
     using CBlock_ptr::CBlock_ptr;
 
-    void Read(CToken_istream& stream) override;
+    void Read(CToken_istream& stream) override { Read(stream, CItem_factory()); }
+    void Read(CToken_istream& stream, const CItem_factory& factory);
 };
 
 }  // namespace io

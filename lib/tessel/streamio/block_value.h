@@ -13,6 +13,11 @@ class CBlock_value : public CBlock_func_arg {
     /// @throws XStreamioError  code 5 when the next token is no value.
     void Read(CToken_istream& stream) override;
 
+    void        Write(CToken_ostream& stream) const override;
+    bool        FromString(const AString& text) override;
+    std::size_t EstimateLength(const CToken_ostream& stream) const override;
+    void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
+
     bool        HasName() const override { return false; }
     bool        IsEmpty() const override { return mValue.Type() == ETokenType::Null; }
     std::size_t Count() const override { return IsEmpty() ? 0 : 1; }
@@ -36,6 +41,10 @@ class CBlock_named_value : public CBlock_value {
     /// Reads the "=" and the value; the name has been read already.
     /// @throws XStreamioError  code 6 without the "=", code 5 without a value.
     void Read(CToken_istream& stream) override;
+
+    void        Write(CToken_ostream& stream) const override;
+    std::size_t EstimateLength(const CToken_ostream& stream) const override;
+    void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
 
     const CToken& Name() const override { return mName; }
     void          SetNameToken(const CToken& name) override { mName = name; }

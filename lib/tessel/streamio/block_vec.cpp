@@ -1,6 +1,7 @@
 #include "tessel/streamio/block_vec.h"
 
 #include "tessel/streamio/token_istream.h"
+#include "tessel/streamio/token_ostream.h"
 #include "tessel/streamio/token_value.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@ void CBlock_vec::Read(CToken_istream& stream) {
     stream.ReadDelimiter(L'[');
     if (stream.fail()) throw stream.Error(kStreamioOpenBracketExpected);
     if (stream.AtNumber()) ReadCount(stream);
+    CToken element;
     for (;;) {
         if (stream.AtDelimiter(L']')) {
             stream.NextToken();
@@ -21,8 +23,8 @@ void CBlock_vec::Read(CToken_istream& stream) {
         if (stream.AtEndOfFile()) return;
         stream.CountItem();
         if (!stream.CurrentToken().CanBeValue()) throw stream.Error(kStreamioInvalidValue);
-        mElements.emplace_back();
-        stream.ReadToken(mElements.back());
+        stream.ReadToken(element);
+        TakeElement(element);
         ReadSeparator(stream);
     }
 }
@@ -38,7 +40,7 @@ void CBlock_vec::ReadCount(CToken_istream& stream) {
         stream.NextToken();
         return;
     }
-    mElements.push_back(number);
+    TakeElement(number);
     ReadSeparator(stream);
 }
 
@@ -48,6 +50,41 @@ void CBlock_vec::ReadSeparator(CToken_istream& stream) {
     } else if (!stream.IsCommaOptional() && !stream.AtDelimiter(L']')) {
         throw stream.Error(kStreamioCloseOrCommaExpected);
     }
+}
+
+void CBlock_vec::Write(CToken_ostream& stream) const {
+    stream.WriteName(mName);
+    stream.WriteDelimiter(L'[');
+    stream.WriteUnsignedInt(static_cast<std::uint32_t>(mElements.size()));
+    stream.WriteDelimiter(L':');
+    for (std::size_t i = 0; i < mElements.size(); ++i) {
+        if (i == 0) {
+            stream.WriteBlank();
+        } else {
+            stream.WriteSeparator();
+        }
+        stream.WriteValue(mElements[i]);
+    }
+    stream.WriteDelimiter(L']');
+}
+
+std::size_t CBlock_vec::EstimateLength(const CToken_ostream& stream) const {
+    constexpr std::size_t kAround = 24;  // brackets, count, colon
+    std::size_t           length  = stream.EstimatedIndentation() + EstimateToken(mName) + kAround;
+    for (const CToken& element : mElements)
+        length += EstimateToken(element) + 3;
+    return length;
+}
+
+void CBlock_vec::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const {
+    if (includeSelf) {
+        ++statistics.mObjects;
+        statistics.mObjectBytes += sizeof(CBlock_vec);
+    }
+    statistics.mTextBytes += TextBytes(mName);
+    statistics.mContainerBytes += mElements.capacity() * sizeof(CToken);
+    for (const CToken& element : mElements)
+        statistics.mTextBytes += TextBytes(element);
 }
 
 std::vector<AString> CBlock_vec::Strings() const {

@@ -20,6 +20,11 @@ class CBlock_vec : public CBlock_func_arg {
     ///                         anything that is no element.
     void Read(CToken_istream& stream) override;
 
+    /// `name[2: 1, 2]`; the count is always written.
+    void        Write(CToken_ostream& stream) const override;
+    std::size_t EstimateLength(const CToken_ostream& stream) const override;
+    void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
+
     const CToken& Name() const override { return mName; }
     void          SetNameToken(const CToken& name) override { mName = name; }
     std::size_t   Count() const override { return mElements.size(); }
@@ -34,6 +39,10 @@ class CBlock_vec : public CBlock_func_arg {
     std::vector<AString> Strings() const;
     /// The numbers of all elements, truncated; 0 for one that is no number or does not fit.
     std::vector<std::int32_t> Ints() const;
+
+  protected:
+    /// Takes an element that was read; appends it.
+    virtual void TakeElement(const CToken& element) { mElements.push_back(element); }
 
   private:
     void ReadCount(CToken_istream& stream);

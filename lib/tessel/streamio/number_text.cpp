@@ -1,7 +1,11 @@
 #include "tessel/streamio/number_text.h"
 
+#include "tessel/streamio/token_streambuf.h"
+
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -42,7 +46,73 @@ bool IsHuge(std::string_view number) {
     return magnitude + exponent > 0;
 }
 
+constexpr double kTwoTo53 = 9007199254740992.0;
+
+bool IsWhole(double value) noexcept {
+    return value == std::trunc(value);
+}
+
+template <class... Arguments>
+std::string ToChars(Arguments... arguments) {
+    std::array<char, 400> buffer;  // room for the longest double without exponent
+    const auto            result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), arguments...);
+    return result.ec == std::errc() ? std::string(buffer.data(), result.ptr) : std::string();
+}
+
+/// The shortest text that reads back to the same number; without exponent where that is exact.
+template <class Float>
+std::string Shortest(Float value) {
+    const bool whole = IsWhole(value) && std::fabs(value) < kTwoTo53;
+    return whole ? ToChars(value, std::chars_format::fixed) : ToChars(value);
+}
+
+template <class Float>
+std::string Digits(Float value, int precision, std::ios_base::fmtflags flags) {
+    constexpr int kMaxPrecision = 60;  // beyond this a double has no digits
+    const auto    notation      = flags & std::ios_base::floatfield;
+    const auto    chars         = notation == std::ios_base::fixed        ? std::chars_format::fixed
+                                  : notation == std::ios_base::scientific ? std::chars_format::scientific
+                                                                          : std::chars_format::general;
+    if (precision >= 0) return ToChars(value, chars, std::min(precision, kMaxPrecision));
+    return notation == std::ios_base::fmtflags{} ? Shortest(value) : ToChars(value, chars);
+}
+
+template <class Float>
+std::wstring Format(Float value, int precision, const CNumberFormat& format) {
+    std::string digits = Digits(value, precision < 0 ? format.mPrecision : precision, format.mFlags);
+    if ((format.mFlags & std::ios_base::showpos) && !std::signbit(value)) digits.insert(digits.begin(), '+');
+    if (format.mFlags & std::ios_base::uppercase) std::replace(digits.begin(), digits.end(), 'e', 'E');
+    std::wstring text(digits.begin(), digits.end());
+    const auto   width = static_cast<std::size_t>(std::max(format.mWidth, 0));
+    if (text.size() >= width) return text;
+    const std::wstring fill(width - text.size(), format.mFill);
+    return format.mFlags & std::ios_base::left ? text + fill : fill + text;
+}
+
 }  // namespace
+
+std::wstring FormatExact(double value) {
+    if (std::isinf(value)) return value > 0 ? L"1e999" : L"-1e999";
+    const std::string digits = Shortest(value);
+    return {digits.begin(), digits.end()};
+}
+
+std::wstring FormatNumber(double value, int precision, const CNumberFormat& format) {
+    return Format(value, precision, format);
+}
+
+std::wstring FormatNumber(float value, int precision, const CNumberFormat& format) {
+    return Format(value, precision, format);
+}
+
+std::wstring FormatHexadecimal(std::uint32_t value) {
+    const std::string digits = ToChars(value, 16);
+    return {digits.begin(), digits.end()};
+}
+
+bool IsHexadecimal(double value) noexcept {
+    return IsWhole(value) && !std::signbit(value) && value <= std::numeric_limits<std::int32_t>::max();
+}
 
 bool ParseDecimal(std::wstring_view text, double* value) {
     const std::string narrow = Narrow(text);

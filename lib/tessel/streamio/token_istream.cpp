@@ -1,6 +1,9 @@
 #include "tessel/streamio/token_istream.h"
 
 #include "tessel/baseutils/assertion.h"
+#include "tessel/streamio/block_index.h"
+#include "tessel/streamio/index_finder.h"
+#include "tessel/streamio/token_binarystreambuf.h"
 #include "tessel/streamio/token_grammar_default.h"
 #include "tessel/streamio/token_textstreambuf.h"
 
@@ -15,6 +18,19 @@ namespace {
 std::unique_ptr<std::wistream> OpenFile(const AString& path, std::uint32_t flags) {
     if (flags & kOpenFastInput) return CreateFastIStream(path);
     return CreateIStream(path);
+}
+
+/// The first character tells: only the binary form begins with NUL.
+std::unique_ptr<CToken_streambuf> CreateBuffer(std::wstreambuf* buffer, std::uint32_t flags,
+                                               const CToken_grammar* grammar, const CToken_grammar& used) {
+    using Traits     = std::char_traits<wchar_t>;
+    const auto first = buffer ? buffer->sgetc() : Traits::eof();
+    // Where a wide character has 16 bits, U+FFFF looks like the end.
+    const bool empty = Traits::eq_int_type(first, Traits::eof()) && (!buffer || buffer->in_avail() <= 0);
+    const bool binary =
+        empty ? grammar == nullptr || (flags & kOpenBinary) != 0 : Traits::to_char_type(first) == 0;
+    if (binary) return std::make_unique<CToken_binarystreambuf>(buffer);
+    return std::make_unique<CToken_textstreambuf>(buffer, used);
 }
 
 std::unique_ptr<std::wistream> OpenFileInLocale(const AString& path, const std::locale& locale) {
@@ -48,7 +64,7 @@ CToken_istream::CToken_istream(std::unique_ptr<std::wistream> stream, std::uint3
                                const CToken_grammar* grammar, ECodeCvt codeCvt)
     : CAbstract_istream(std::move(stream)),
       mGrammar(grammar ? grammar : &CToken_grammar_default::Shared()),
-      mTokenStreamBuf(std::make_unique<CToken_textstreambuf>(CharBuffer(), *mGrammar)),
+      mTokenStreamBuf(CreateBuffer(CharBuffer(), flags, grammar, *mGrammar)),
       mBeginKind(KindOf(BeginKeyword())),
       mEndKind(KindOf(EndKeyword())) {
     mTokenStreamBuf->SetCodeCvt(codeCvt);
@@ -59,7 +75,32 @@ CToken_istream::CToken_istream(std::unique_ptr<std::wistream> stream, std::uint3
     }
     // The first token is read when it is first looked at: a stream that is sent to a position at
     // once reads nothing before it.
-    if (CharStream() == nullptr || !CharStream()->good()) mGood = false;
+    if (CharStream() == nullptr || !CharStream()->good()) {
+        mGood = false;
+    } else if (flags & kOpenReadIndex) {
+        OpenIndex((flags & kOpenApplyIndex) != 0);
+    }
+}
+
+/// Reads the index that stands at the start of the data, and goes on behind it; else the last one of the
+/// data, and comes back.
+void CToken_istream::OpenIndex(bool apply) {
+    const CAbstract_stream_pos start   = GetPos();
+    const auto                 atIndex = [&] {
+        return IsBlockNamed(AString(CBlock_index::kName)) || IsBlockNamed(AString(CBlock_index::kBaseName));
+    };
+    const bool atStart = atIndex();
+    if (!atStart) SetPos(CAbstract_stream_pos(FindIndexBlock(*CharBuffer(), BeginKeyword())));
+    Clear();
+    if (atStart || atIndex()) {
+        auto index = std::make_unique<CBlock_index>();
+        index->Read(*this);
+        if (apply) mIndex = std::move(index);
+    }
+    if (!atStart) {
+        Clear();
+        SetPos(start);
+    }
 }
 
 CToken_istream::~CToken_istream() = default;
@@ -106,8 +147,13 @@ void CToken_istream::ReadToken(CToken& token) {
     mTokenStreamBuf->NextToken();
 }
 
-void CToken_istream::PushBackToken(const CToken& token) {
-    mTokenStreamBuf->PushBackToken(token);
+void CToken_istream::PushBackToken(const CToken& token, ACharStreamOff offset) {
+    mTokenStreamBuf->PushBackToken(token, offset);
+}
+
+ACharStreamOff CToken_istream::TokenOffset() {
+    if (Begin()) Load();
+    return mTokenStreamBuf->TokenOffset();
 }
 
 std::uint32_t CToken_istream::LineNumber() const {
@@ -196,10 +242,11 @@ bool CToken_istream::LooksAtBlock(Accepts accepts) {
     if (!Begin()) return false;
     if (BeginKeyword().IsEmpty()) return accepts(Load());
     if (!AtBeginKeyword()) return false;
-    const CToken begin = Load();
+    const CToken         begin  = Load();
+    const ACharStreamOff offset = mTokenStreamBuf->TokenOffset();
     mTokenStreamBuf->NextToken();
     const bool accepted = accepts(Load());
-    mTokenStreamBuf->PushBackToken(begin);
+    mTokenStreamBuf->PushBackToken(begin, offset);
     return accepted;
 }
 
@@ -256,6 +303,12 @@ void CToken_istream::ReadEndBlock(const AString& name) {
 bool CToken_istream::FindBlock(const AString& name) {
     if (!Begin()) return false;
     const CAbstract_stream_pos start = GetPos();
+    if (mIndex) {
+        if (mIndex->SeekForward(name, *this)) return true;
+        // An index need not know all blocks: more may have been written behind it, or on other levels.
+        SetPos(start);
+        Clear();
+    }
     if (SearchBlock(name)) return true;
     SetPos(start);
     mGood = false;

@@ -11,6 +11,8 @@
 
 namespace io {
 
+class CBlock_index;
+
 /// How deep blocks and functions may nest. An item beyond is refused with code 4
 /// (`kStreamioInvalidBlockItem`): reading recurses, and the stack of a thread in somebody else's
 /// process is not ours to fill.
@@ -30,7 +32,8 @@ class CToken_istream : public CAbstract_istream {
     /// Opens a file whose characters the named locale converts.
     /// @throws std::runtime_error  the system does not know that locale.
     CToken_istream(const AString& path, const char* localeName);
-    /// Takes a character stream over; its units are bytes.
+    /// Takes a character stream over; its units are bytes. Text and binary data are told apart by
+    /// the first of them, here and above.
     CToken_istream(std::unique_ptr<std::wistream> stream, std::uint32_t flags,
                    const CToken_grammar* grammar = nullptr);
     ~CToken_istream() override;
@@ -78,7 +81,8 @@ class CToken_istream : public CAbstract_istream {
     /// Copies the current token and advances.
     virtual void ReadToken(CToken& token);
     /// Makes a token that was read the current one again.
-    void PushBackToken(const CToken& token);
+    /// @param offset  what `TokenOffset` answered before it was read.
+    void PushBackToken(const CToken& token, ACharStreamOff offset = kUnknownOffset);
 
     void SetBeginKeyword(const AString& keyword) override;
     void SetEndKeyword(const AString& keyword) override;
@@ -100,6 +104,8 @@ class CToken_istream : public CAbstract_istream {
     void CountItem() noexcept {
         if (mItemsLeft != 0) --mItemsLeft;
     }
+    /// Where the current token begins, in bytes (in memory: units); -1 when that is not known.
+    ACharStreamOff TokenOffset();
 
     /// The token buffer, for its settings.
     CToken_streambuf& TokenBuffer() noexcept { return *mTokenStreamBuf; }
@@ -132,6 +138,7 @@ class CToken_istream : public CAbstract_istream {
                    ECodeCvt codeCvt);
 
   private:
+    void          OpenIndex(bool apply);
     const CToken& Load();
     bool          Begin();
     bool          CanLook() const noexcept { return mGood || !mStickyFailure; }
@@ -152,6 +159,7 @@ class CToken_istream : public CAbstract_istream {
     bool                              mSkipEndOfLine  = true;
     ETokenType                        mBeginKind;
     ETokenType                        mEndKind;
+    std::unique_ptr<CBlock_index>     mIndex;  ///< what `FindBlock` goes by, if anything
     unsigned                          mDepth     = 0;
     std::size_t                       mItemsLeft = static_cast<std::size_t>(-1);
 };

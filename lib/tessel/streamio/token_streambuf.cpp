@@ -1,39 +1,18 @@
 #include "tessel/streamio/token_streambuf.h"
 
 #include "tessel/baseutils/assertion.h"
+#include "tessel/streamio/utf8.h"
 
 #include <algorithm>
 #include <ios>
+#include <string>
+#include <utility>
 
 namespace io {
 
 namespace {
 
 using Traits = std::char_traits<wchar_t>;
-
-/// The units that a UTF-8 lead byte announces; 1 for a byte that leads nothing.
-constexpr std::size_t Utf8Length(LexChar lead) noexcept {
-    if (lead >= 0xC2 && lead <= 0xDF) return 2;
-    if (lead >= 0xE0 && lead <= 0xEF) return 3;
-    if (lead >= 0xF0 && lead <= 0xF4) return 4;
-    return 1;
-}
-
-/// Refuses overlong forms and what lies beyond U+10FFFF; surrogates pass, as the writer makes them.
-constexpr bool IsContinuation(LexChar lead, std::size_t index, LexChar unit) noexcept {
-    if (unit < 0x80 || unit > 0xBF) return false;
-    if (index != 1) return true;
-    switch (lead) {
-        case 0xE0:
-            return unit >= 0xA0;
-        case 0xF0:
-            return unit >= 0x90;
-        case 0xF4:
-            return unit <= 0x8F;
-        default:
-            return true;
-    }
-}
 
 /// Makes a locale the global one for a while.
 class CGlobalLocale {
@@ -53,25 +32,38 @@ bool CToken_stream_state::IsValid() const noexcept {
     return (mOffset >= 0 || mAtLineStart) && mPushBackCount == 0 && mTokenPushBackCount == 0;
 }
 
-CToken_streambuf::CToken_streambuf(std::wstreambuf* a_streambuf) : mStreamBuf(a_streambuf) {
+CToken_streambuf::CToken_streambuf(std::wstreambuf* a_streambuf, EDirection direction)
+    : mStreamBuf(a_streambuf), mDirection(direction) {
     TESSEL_ASSERT(a_streambuf);
+    const ACharStreamOff start = direction == EDirection::kRead ? CurrentOffset() : -1;
+    if (start > 0) mUnitOffset = start;
+}
+
+ACharStreamOff CToken_streambuf::CurrentOffset() const {
+    if (mStreamBuf == nullptr) return -1;
+    const auto which = mDirection == EDirection::kRead ? std::ios_base::in : std::ios_base::out;
+    return static_cast<ACharStreamOff>(mStreamBuf->pubseekoff(0, std::ios_base::cur, which));
 }
 
 // --- tokens
 
 const CToken& CToken_streambuf::CurrentToken() const noexcept {
-    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1] : mCurrentToken;
+    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1].mToken : mCurrentToken;
 }
 
 const CToken& CToken_streambuf::NextToken() {
     const ETokenType passed = CurrentToken().Type();
     mAtLineStart            = passed == ETokenType::Eol || passed == ETokenType::Null;
     if (mTokenPushBackCount != 0) {
-        mTokenPushBack[--mTokenPushBackCount].Clear();
+        mTokenPushBack[--mTokenPushBackCount].mToken.Clear();
     } else {
         ReadCurrentToken();
     }
     return CurrentToken();
+}
+
+ACharStreamOff CToken_streambuf::TokenOffset() const noexcept {
+    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1].mOffset : mTokenOffset;
 }
 
 void CToken_streambuf::ReadCurrentToken() {
@@ -83,9 +75,9 @@ void CToken_streambuf::ReadCurrentToken() {
     ReadToken(mCurrentToken);
 }
 
-void CToken_streambuf::PushBackToken(const CToken& token) {
+void CToken_streambuf::PushBackToken(const CToken& token, ACharStreamOff offset) {
     TESSEL_ASSERT(mTokenPushBackCount < kMaxTokenPushBack);
-    if (mTokenPushBackCount < kMaxTokenPushBack) mTokenPushBack[mTokenPushBackCount++] = token;
+    if (mTokenPushBackCount < kMaxTokenPushBack) mTokenPushBack[mTokenPushBackCount++] = {token, offset};
 }
 
 bool CToken_streambuf::Find(const ETokenType* type, const AString& text, bool atLineStartOnly) {
@@ -120,6 +112,21 @@ bool CToken_streambuf::NamesEqual(std::wstring_view a, std::wstring_view b) cons
 // --- characters
 
 LexChar CToken_streambuf::ReadUnit() {
+    if (!mByteSplit) return ReadWholeUnit();
+    if (mSplitByte != kEndOfInput) return std::exchange(mSplitByte, kEndOfInput);
+    const LexChar unit = ReadWholeUnit();
+    if (unit == kEndOfInput) return kEndOfInput;
+    mSplitByte = (unit >> 8) & 0xFF;
+    return unit & 0xFF;
+}
+
+LexChar CToken_streambuf::ReadByte() {
+    if (mLookAheadUnits == 0) return NextUnit();
+    mLookAheadUnits = 0;
+    return mLookAhead;
+}
+
+LexChar CToken_streambuf::ReadWholeUnit() {
     if (mStreamBuf == nullptr || mUnitsLeft == 0) return kEndOfInput;
     try {
         const auto unit = mStreamBuf->sgetc();
@@ -129,6 +136,7 @@ LexChar CToken_streambuf::ReadUnit() {
         if (end && !(kLooksLikeEnd && mStreamBuf->in_avail() > 0)) return kEndOfInput;
         --mUnitsLeft;
         mStreamBuf->sbumpc();
+        ++mUnitOffset;
         const auto ch = static_cast<LexChar>(Traits::to_char_type(unit));
         return ch < 0 ? kCharMax : ch;
     } catch (const std::ios_base::failure&) {
@@ -155,14 +163,14 @@ void CToken_streambuf::LoadLookAhead() {
 
 void CToken_streambuf::DecodeUtf8(LexChar lead) {
     const std::size_t length = Utf8Length(lead);
-    LexChar           ch     = lead & (0x7F >> length);
+    LexChar           ch     = Utf8LeadBits(lead, length);
     for (std::size_t i = 1; i < length; ++i) {
         if (mWaitingCount < i) {
             const LexChar unit = ReadUnit();
             if (unit == kEndOfInput) return;
             mWaiting[mWaitingCount++] = unit;
         }
-        if (!IsContinuation(lead, i, mWaiting[i - 1])) return;
+        if (!IsUtf8Continuation(lead, i, mWaiting[i - 1])) return;
         ch = (ch << 6) | (mWaiting[i - 1] & 0x3F);
     }
     mLookAhead      = ch;
@@ -191,6 +199,44 @@ void CToken_streambuf::PushBackChar(LexChar ch) {
     if (mPushBackCount < kMaxPushBack) mPushBack[mPushBackCount++] = ch;
 }
 
+void CToken_streambuf::PutUnit(wchar_t unit) {
+    ++mWritten;
+    const auto put = [this](wchar_t u) {
+        return mStreamBuf != nullptr && !Traits::eq_int_type(mStreamBuf->sputc(u), Traits::eof());
+    };
+    // Where a wide character has 16 bits, U+FFFF looks like the end: a buffer without room takes it for
+    // none. Room is made by another unit, which it then overwrites.
+    if (Traits::eq_int_type(Traits::to_int_type(unit), Traits::eof())) {
+        const bool room =
+            put(L' ') && mStreamBuf->pubseekoff(-1, std::ios_base::cur, std::ios_base::out) >= 0;
+        if (room) mStreamBuf->sputc(unit);
+        mWriteFailed = mWriteFailed || !room;
+    } else if (!put(unit)) {
+        mWriteFailed = true;
+    }
+}
+
+std::size_t CToken_streambuf::UnitsOf(std::wstring_view text) const {
+    return mCodeCvt == kUtf8Units ? ToUtf8Units(text).size() : text.size();
+}
+
+void CToken_streambuf::PutChar(wchar_t ch) {
+    mLastChar = ch;
+    if (mCodeCvt != kUtf8Units) {
+        PutUnit(ch);
+        return;
+    }
+    std::string bytes;
+    AppendUtf8Unit(bytes, ch);
+    for (const char byte : bytes)
+        PutUnit(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
+}
+
+void CToken_streambuf::SetBlockKeywords(const AString& begin, const AString& end) {
+    mBlockBegin = begin;
+    mBlockEnd   = end;
+}
+
 // --- places
 
 void CToken_streambuf::InitState(CStreamStatePtr& state) const {
@@ -198,28 +244,30 @@ void CToken_streambuf::InitState(CStreamStatePtr& state) const {
 }
 
 void CToken_streambuf::SaveState(CStreamStatePtr& state) {
-    auto*           saved = new CToken_stream_state;
-    CStreamStatePtr holder(saved);
+    auto* saved = new CToken_stream_state;
+    state       = CStreamStatePtr(saved);
+    SaveStateInto(*saved);
+}
 
-    ACharStreamOff off =
-        mStreamBuf
-            ? static_cast<ACharStreamOff>(mStreamBuf->pubseekoff(0, std::ios_base::cur, std::ios_base::in))
-            : -1;
+void CToken_streambuf::SaveStateInto(CToken_stream_state& saved) {
+    ACharStreamOff off = CurrentOffset();
     if (UnitsHeld() != 0 && off >= 0) {
         // Behind a converting buffer a unit has no fixed width, so there is no going back by units.
         TESSEL_ASSERT(mCodeCvt != kImbuedStream);
         TESSEL_ASSERT(off != 0);
         if (mCodeCvt != kImbuedStream && off != 0) off -= static_cast<ACharStreamOff>(UnitsHeld());
     }
-    saved->mOffset             = off;
-    saved->mAtLineStart        = mAtLineStart;
-    saved->mLine               = mLine;
-    saved->mPushBackCount      = mPushBackCount;
-    saved->mPushBack           = mPushBack;
-    saved->mTokenPushBackCount = mTokenPushBackCount;
-    saved->mTokenPushBack      = mTokenPushBack;
-    saved->mCurrentToken       = mCurrentToken;
-    state                      = holder;
+    saved.mOffset             = off;
+    saved.mAtLineStart        = mAtLineStart;
+    saved.mLine               = mLine;
+    saved.mPushBackCount      = mPushBackCount;
+    saved.mPushBack           = mPushBack;
+    saved.mTokenPushBackCount = mTokenPushBackCount;
+    saved.mTokenPushBack      = mTokenPushBack;
+    saved.mCurrentToken       = mCurrentToken;
+    saved.mTokenOffset        = mTokenOffset;
+    saved.mLastChar           = mLastChar;
+    saved.mLastType           = mLastType;
 }
 
 void CToken_streambuf::RestoreState(const CStreamStatePtr& state) {
@@ -236,6 +284,13 @@ void CToken_streambuf::RestoreState(const CStreamStatePtr& state) {
     mTokenPushBackCount = from.mTokenPushBackCount;
     mTokenPushBack      = from.mTokenPushBack;
     mCurrentToken       = from.mCurrentToken;
+    mLastChar           = from.mLastChar;
+    mLastType           = from.mLastType;
+
+    const ACharStreamOff offset = mDirection == EDirection::kRead ? CurrentOffset() : -1;
+    mUnitOffset                 = offset > 0 ? offset : 0;
+    mTokenOffset                = state ? from.mTokenOffset : mUnitOffset;
+    mSplitByte                  = kEndOfInput;
 }
 
 }  // namespace io

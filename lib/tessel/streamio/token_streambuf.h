@@ -7,13 +7,15 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <ios>
 #include <locale>
 #include <streambuf>
 
 namespace io {
 
-inline constexpr std::size_t kMaxPushBack      = 64;  ///< characters
-inline constexpr std::size_t kMaxTokenPushBack = 10;  ///< tokens
+inline constexpr std::size_t    kMaxPushBack      = 64;  ///< characters
+inline constexpr std::size_t    kMaxTokenPushBack = 10;  ///< tokens
+inline constexpr ACharStreamOff kUnknownOffset    = -1;  ///< of a token that comes from nowhere
 
 /// How the units of the underlying buffer become characters.
 enum ECodeCvt : std::uint32_t {
@@ -34,33 +36,55 @@ enum ECaseMode : std::uint32_t {
 /// `IsCommaOptional` of the streams: kinds 3 and 4.
 enum EFormatKind : std::uint32_t { kFormatText = 1, kFormatBinary = 3, kFormatBinarySmallest = 4 };
 
-/// A token buffer's place: everything that decides what it delivers next.
+/// Which end of the underlying buffer a token buffer works on.
+enum class EDirection { kRead, kWrite };
+
+/// How numbers are written by hand. The block model does not go by it: it writes the shortest form
+/// that reads back to the same number.
+struct CNumberFormat {
+    int                     mPrecision = -1;  ///< significant digits; -1: the shortest exact form
+    int                     mWidth     = -1;  ///< characters, at least; -1: as many as it takes
+    std::ios_base::fmtflags mFlags{};  ///< `fixed`, `scientific`, `showpos`, `uppercase` and `left` count
+    wchar_t                 mFill = L' ';
+};
+
+/// A token that is delivered again, and where it began.
+struct CPushedBackToken {
+    CToken         mToken;
+    ACharStreamOff mOffset = kUnknownOffset;
+};
+
+/// A token buffer's place: everything that decides what it delivers or writes next.
 class CToken_stream_state : public CAbstract_stream_state {
   public:
     /// True when the place can be gone back to by its offset alone: nothing is pushed back, and it
     /// has an offset or is the start of a line.
     bool IsValid() const noexcept;
 
-    bool                                  mAtLineStart   = true;
-    std::uint32_t                         mLine          = 1;
-    std::size_t                           mPushBackCount = 0;
-    std::array<LexChar, kMaxPushBack>     mPushBack{};
-    std::size_t                           mTokenPushBackCount = 0;
-    std::array<CToken, kMaxTokenPushBack> mTokenPushBack;
-    CToken                                mCurrentToken;
-    ACharStreamOff                        mOffset = 0;  ///< units from the start; -1 when unknown
+    bool                                            mAtLineStart   = true;
+    std::uint32_t                                   mLine          = 1;
+    std::size_t                                     mPushBackCount = 0;
+    std::array<LexChar, kMaxPushBack>               mPushBack{};
+    std::size_t                                     mTokenPushBackCount = 0;
+    std::array<CPushedBackToken, kMaxTokenPushBack> mTokenPushBack;
+    CToken                                          mCurrentToken;
+    ACharStreamOff                                  mOffset = 0;  ///< units from the start; -1 when unknown
+    ACharStreamOff                                  mTokenOffset = 0;  ///< where the current token begins
+    wchar_t                                         mLastChar    = 0;  ///< written
+    ETokenType                                      mLastType    = ETokenType::Eol;
 };
 
-/// Turns the characters of a wide stream buffer into tokens. This base holds what all forms share:
-/// characters with one unit of look-ahead, what is pushed back, the current token, and the line.
+/// Turns the characters of a wide stream buffer into tokens, and tokens into characters. This base
+/// holds what all forms share: characters with one unit of look-ahead, what is pushed back, the
+/// current token, the line, and what was written last. An object reads or writes, not both.
 ///
 /// Nothing here throws on what it reads; the end of the underlying buffer (also one that fails)
-/// gives `Eof` tokens for ever.
+/// gives `Eof` tokens for ever. A write that the underlying buffer refuses shows in `WriteFailed()`.
 class CToken_streambuf {
   public:
     /// @param a_streambuf  borrowed, must live as long as this object. Null fails an assertion and
     ///                     behaves like an empty buffer.
-    explicit CToken_streambuf(std::wstreambuf* a_streambuf);
+    explicit CToken_streambuf(std::wstreambuf* a_streambuf, EDirection direction = EDirection::kRead);
     virtual ~CToken_streambuf()                          = default;
     CToken_streambuf(const CToken_streambuf&)            = delete;
     CToken_streambuf& operator=(const CToken_streambuf&) = delete;
@@ -72,7 +96,8 @@ class CToken_streambuf {
     /// Advances: drops the last token pushed back, or reads a new one. Returns the new current token.
     const CToken& NextToken();
     /// Makes a copy of `token` the current token. An eleventh fails an assertion and is dropped.
-    void PushBackToken(const CToken& token);
+    /// @param offset  what `TokenOffset` answered when it was the current token before.
+    void PushBackToken(const CToken& token, ACharStreamOff offset = kUnknownOffset);
 
     /// Advances until the current token has this kind and text. False at the end.
     bool FindToken(ETokenType type, const AString& text);
@@ -93,7 +118,57 @@ class CToken_streambuf {
     /// Whether the token read last is the first of its line.
     bool AtLineStart() const noexcept { return mAtLineStart; }
 
+    /// Where the current token begins: units from the start of the underlying buffer; of a token pushed
+    /// back what was said then.
+    ACharStreamOff TokenOffset() const noexcept;
+
+    // --- writing, by hand: the text is written as these calls say, and may read back as something else
+
+    virtual void WriteComment(std::wstring_view text)     = 0;  ///< to the end of its line
+    virtual void WriteQuotedText(std::wstring_view text)  = 0;  ///< as it stands if it is quoted already
+    virtual void WriteKeyword(std::wstring_view text)     = 0;  ///< quoted unless it is one word
+    virtual void WriteSymbol(wchar_t ch)                  = 0;
+    virtual void WriteDouble(double value, int precision) = 0;
+    virtual void WriteFloat(float value, int precision)   = 0;
+    virtual void WriteShort(std::int16_t value)           = 0;
+    virtual void WriteInt(std::int32_t value)             = 0;
+    virtual void WriteLong(std::int32_t value)            = 0;
+    virtual void WriteUnsignedShort(std::uint16_t value)  = 0;
+    virtual void WriteUnsignedInt(std::uint32_t value)    = 0;
+    virtual void WriteUnsignedLong(std::uint32_t value)   = 0;
+    virtual void WriteHex(std::uint32_t value)            = 0;
+    virtual void WriteBool(bool value)                    = 0;
+    virtual void WriteText(std::wstring_view text)        = 0;  ///< bare if it is one token, else quoted
+    virtual void WriteCData(std::wstring_view text)       = 0;
+    virtual void WriteWhiteSpace(std::wstring_view text)  = 0;
+    virtual void WriteEol(bool force)                     = 0;  ///< not twice in a row unless forced
+
+    // --- writing, for the block model: what is written reads back as the very same name or value
+
+    virtual void WriteValueToken(const CToken& token) = 0;
+    virtual void WriteNameToken(const CToken& token)  = 0;
+    virtual void WriteBlockName(const CToken& token)  = 0;  ///< always quoted
+
+    /// Lines from here on begin with `width` more (or, `Unindent`, as many fewer) of this character.
+    virtual void Indent(std::size_t, wchar_t) {}
+    virtual void Unindent() {}
+    virtual bool IsIndented() const noexcept { return false; }
+    /// Units that stand before the first token of a line written next.
+    virtual std::size_t IndentationLength() const { return 0; }
+    /// Marks the start of the data, where the form needs it.
+    virtual void StartOutput() {}
+
+    bool          WriteFailed() const noexcept { return mWriteFailed; }
+    std::uint32_t CharsWritten() const noexcept { return mWritten; }
+
     // --- settings
+
+    /// Off: characters are written raw, without separators and quotes.
+    void                 SetFormatting(bool on) noexcept { mFormatting = on; }
+    void                 SetNumberFormat(const CNumberFormat& format) noexcept { mNumberFormat = format; }
+    const CNumberFormat& NumberFormat() const noexcept { return mNumberFormat; }
+    /// Words that a name must not look like.
+    void SetBlockKeywords(const AString& begin, const AString& end);
 
     void      SetReturnComments(bool on) noexcept { mReturnComments = on; }
     void      SetReturnWhiteSpace(bool on) noexcept { mReturnWhiteSpace = on; }
@@ -117,12 +192,16 @@ class CToken_streambuf {
     void GetChar();
     /// Delivers `ch` next. A 65th fails an assertion and is dropped.
     void PushBackChar(LexChar ch);
+    /// Writes one unit of text; in mode `kUtf8Units` as the bytes of its UTF-8 form.
+    void PutChar(wchar_t ch);
+    /// Each unit of the underlying buffer carries two bytes, low byte first; both are delivered.
+    void SetByteSplit(bool on) noexcept { mByteSplit = on; }
 
     // --- places
 
     /// Makes (if null) and resets a state to that of an unread stream.
     virtual void InitState(CStreamStatePtr& state) const;
-    /// Takes the place that is reached now.
+    /// Takes the place that is reached now into a new state.
     virtual void SaveState(CStreamStatePtr& state);
     /// Goes on from a saved place, or afresh without one; the caller has set the underlying
     /// buffer's position.
@@ -139,19 +218,40 @@ class CToken_streambuf {
     void StartLine() noexcept { mAtLineStart = true; }
     /// Reads a new token into the current one, whatever is pushed back.
     void ReadCurrentToken();
-    void ClearCurrentToken() noexcept { mCurrentToken.Clear(); }
+    /// A reader says so when it meets the first character of the token that it reads.
+    void MarkTokenStart() noexcept {
+        mTokenOffset = mUnitOffset - static_cast<ACharStreamOff>(UnitsHeld() + mPushBackCount);
+    }
+    /// Reads the next unit as it is, past any decoding; nothing may be pushed back.
+    LexChar ReadByte();
+
+    /// Takes the place into a state of the derived class's making.
+    void SaveStateInto(CToken_stream_state& saved);
+    /// Units that a text takes in the underlying buffer.
+    std::size_t UnitsOf(std::wstring_view text) const;
+    /// Writes one unit as it is, past any encoding.
+    void           PutUnit(wchar_t unit);
+    bool           IsFormatting() const noexcept { return mFormatting; }
+    wchar_t        LastChar() const noexcept { return mLastChar; }
+    ETokenType     LastType() const noexcept { return mLastType; }
+    void           SetLastType(ETokenType type) noexcept { mLastType = type; }
+    const AString& BlockBegin() const noexcept { return mBlockBegin; }
+    const AString& BlockEnd() const noexcept { return mBlockEnd; }
 
   private:
     static constexpr std::size_t kMaxUnits = 4;  ///< the longest UTF-8 form
 
-    bool        Find(const ETokenType* type, const AString& text, bool atLineStartOnly);
-    LexChar     ReadUnit();
-    LexChar     NextUnit();
-    void        LoadLookAhead();
-    void        DecodeUtf8(LexChar lead);
-    std::size_t UnitsHeld() const noexcept { return mLookAheadUnits + mWaitingCount; }
+    bool           Find(const ETokenType* type, const AString& text, bool atLineStartOnly);
+    ACharStreamOff CurrentOffset() const;
+    LexChar        ReadUnit();
+    LexChar        ReadWholeUnit();
+    LexChar        NextUnit();
+    void           LoadLookAhead();
+    void           DecodeUtf8(LexChar lead);
+    std::size_t    UnitsHeld() const noexcept { return mLookAheadUnits + mWaitingCount; }
 
     std::wstreambuf* mStreamBuf;
+    EDirection       mDirection;
     bool             mReturnComments   = false;
     bool             mReturnWhiteSpace = false;
     ECaseMode        mCaseMode         = kCaseKeep;
@@ -162,16 +262,30 @@ class CToken_streambuf {
     std::uint32_t mLine        = 1;
     bool          mAtLineStart = true;
 
-    std::array<LexChar, kMaxPushBack>     mPushBack{};
-    std::size_t                           mPushBackCount = 0;
-    std::array<CToken, kMaxTokenPushBack> mTokenPushBack;
-    std::size_t                           mTokenPushBackCount = 0;
+    std::array<LexChar, kMaxPushBack>               mPushBack{};
+    std::size_t                                     mPushBackCount = 0;
+    std::array<CPushedBackToken, kMaxTokenPushBack> mTokenPushBack;
+    std::size_t                                     mTokenPushBackCount = 0;
 
     LexChar                        mLookAhead = kEndOfInput;  ///< read but not consumed, when it takes units
     std::size_t                    mLookAheadUnits = 0;  ///< units that it was decoded from; 0: none is held
     std::array<LexChar, kMaxUnits> mWaiting{};           ///< units read behind the look-ahead, in order
     std::size_t                    mWaitingCount = 0;
     std::size_t                    mUnitsLeft    = static_cast<std::size_t>(-1);
+
+    ACharStreamOff mUnitOffset  = 0;  ///< behind the last unit read
+    ACharStreamOff mTokenOffset = 0;  ///< of the token read last
+    bool           mByteSplit   = false;
+    LexChar        mSplitByte   = kEndOfInput;  ///< the second byte of the unit read last
+
+    bool          mFormatting  = true;
+    bool          mWriteFailed = false;
+    wchar_t       mLastChar    = 0;
+    ETokenType    mLastType    = ETokenType::Eol;
+    std::uint32_t mWritten     = 0;
+    CNumberFormat mNumberFormat;
+    AString       mBlockBegin;
+    AString       mBlockEnd;
 };
 
 }  // namespace io

@@ -36,8 +36,9 @@ void AppendUnits(AString& text, LexChar ch) {
 
 }  // namespace
 
-CToken_textstreambuf::CToken_textstreambuf(std::wstreambuf* a_streambuf, const CBase_grammar& grammar)
-    : CToken_streambuf(a_streambuf), mGrammar(grammar) {}
+CToken_textstreambuf::CToken_textstreambuf(std::wstreambuf* a_streambuf, const CBase_grammar& grammar,
+                                           EDirection direction)
+    : CToken_streambuf(a_streambuf, direction), mGrammar(grammar) {}
 
 void CToken_textstreambuf::ReadToken(CToken& token) {
     token.Clear();
@@ -47,6 +48,7 @@ void CToken_textstreambuf::ReadToken(CToken& token) {
 
     ELexState state = kStart;
     for (;;) {
+        if (state == kStart) MarkTokenStart();
         mCh   = PeekChar();
         mNext = mGrammar.Transition(state, mGrammar.Classify(mCh, state));
         if (Act(mGrammar.Action(mNext), token)) return;

@@ -1,0 +1,59 @@
+// Changes a design's notes in a project file: reads the file, replaces one value, writes everything back.
+// usage: change_notes PROJECT DESIGN NOTES
+
+#include "tessel/platform/platform.h"
+#include "tessel/streamio/block.h"
+#include "tessel/streamio/token_grammar_default.h"
+#include "tessel/streamio/token_istream.h"
+#include "tessel/streamio/token_ostream.h"
+
+#include <cstdio>
+#include <filesystem>
+
+/// The design's block in the preview that the file manager shows; null when there is none.
+static io::CBlockPtr FindDesign(const io::CBlock& project, const AString& design) {
+    for (const io::CBlockItemPtr& item : project.ItemsNamed(L"ProjectPreview"))
+        if (const io::CBlockPtr preview(item); preview)
+            for (const io::CBlockItemPtr& info : preview->ItemsNamed(L"DesignInfo")) {
+                const io::CBlockPtr    block(info);
+                io::CBlock_named_value name(L"DesignName");
+                AString                text;
+                if (block && block->LookUp(name) && name.GetString(text) && text == design) return block;
+            }
+    return nullptr;
+}
+
+static bool WriteProject(const io::CBlock& project, const std::string& path) {
+    io::CToken_ostream output(AString(path.c_str(), kUtf8Encoding), io::kOpenReplace,
+                              &io::CToken_grammar_default::Shared());
+    project.WriteFile(output);
+    return output.Close();
+}
+
+static int Complain(const char* problem) {
+    std::fprintf(stderr, "change_notes: %s\n", problem);
+    return 1;
+}
+
+int main(int argc, char** argv) {
+    const auto arguments = platform::CommandLine(argc, argv);
+    if (arguments.size() != 4) return Complain("usage: change_notes PROJECT DESIGN NOTES");
+    const auto text = [&](std::size_t i) { return AString(arguments[i].c_str(), kUtf8Encoding); };
+
+    io::CBlock project;
+    if (io::CToken_istream input(text(1), io::kOpenFastInput); input.good()) project.ReadFile(input);
+    if (project.HasErrors()) return Complain("the project is damaged, and a part of it would be lost");
+    const io::CBlockPtr design = FindDesign(project, text(2));
+    if (!design) return Complain("there is no such project, or no such design in it");
+
+    auto* const             notes = new io::CBlock_named_value(L"Notes");
+    const io::CBlockItemPtr item(notes);
+    notes->SetValue(io::CToken(io::ETokenType::SingleQuotedText, text(3).Str()));
+    design->Replace(item);
+    if (!design->WasFound()) design->AddItem(item);
+
+    std::error_code error;
+    const bool      written = WriteProject(project, arguments[1] + ".new");
+    if (written) std::filesystem::rename(arguments[1] + ".new", arguments[1], error);
+    return written && !error ? 0 : Complain("the project cannot be written");
+}

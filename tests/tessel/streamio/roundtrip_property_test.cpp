@@ -1,0 +1,526 @@
+#include "tessel/platform/test_support.h"
+#include "tessel/streamio/block_index.h"
+#include "tessel/streamio/write_support.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <random>
+
+// Properties over generated documents. Two seeds are used in each run, one that is always the same and one
+// from the clock; both are printed. TARVEX_SEED repeats a run with that seed alone, TARVEX_CASES sets how
+// many documents each property sees.
+
+namespace {
+
+using namespace write_support;
+using test_support::CTempFolder;
+
+constexpr std::uint64_t kFixedSeed = 20240229;
+
+std::uint64_t FromEnvironment(const char* name, std::uint64_t otherwise) {
+    const char* text = std::getenv(name);
+    return text != nullptr ? std::strtoull(text, nullptr, 10) : otherwise;
+}
+
+/// Makes random trees with whatever has ever been hard to write; the same from a seed on every system.
+class CGenerator {
+  public:
+    explicit CGenerator(std::uint64_t seed) : mRandom(seed) {}
+
+    std::size_t Below(std::size_t count) { return static_cast<std::size_t>(mRandom() % count); }
+    bool        Once(std::size_t in) { return Below(in) == 0; }
+
+    template <class T, std::size_t N>
+    const T& OneOf(const T (&choices)[N]) {
+        return choices[Below(N)];
+    }
+
+    wchar_t Unit() {
+        static constexpr wchar_t kNasty[] = {
+            L'\'',  L'"',   L'\\',  L'$',   L'!',   L'=',   L'(',   L')',  L',',  L'[',  L']',
+            L':',   L'\n',  L'\r',  L'\t',  L'\0',  L' ',   L'0',   L'a',  L'b',  L'n',  L'r',
+            L't',   L'v',   L'f',   L'e',   L'x',   L'_',   L'-',   L'+',  L'.',  L'#',  L'{',
+            L'}',   0x7F,   0x80,   0x85,   0xA0,   0xE9,   0xFF,   0x100, 0x7FF, 0x800, 0x20AC,
+            0x2028, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xFEFF, 0xFFFE, 0xFFFF};
+        switch (Below(4)) {
+            case 0:
+                return static_cast<wchar_t>(Below(0x20));
+            case 1:
+                return static_cast<wchar_t>(L'a' + Below(26));
+            case 2:
+                return static_cast<wchar_t>(Below(0x10000));
+            default:
+                return OneOf(kNasty);
+        }
+    }
+
+    std::wstring Text() {
+        static constexpr const wchar_t* kWords[] = {L"",
+                                                    L"a",
+                                                    L"true",
+                                                    L"False",
+                                                    L"$begin",
+                                                    L"$end",
+                                                    L"$BEGIN",
+                                                    L"#inf",
+                                                    L"1e999",
+                                                    L"0x1f",
+                                                    L"$begin_cdata$",
+                                                    L"$end_cdata$",
+                                                    L"$$end_cdata$",
+                                                    L"\r\n",
+                                                    L"\\",
+                                                    L"'a'",
+                                                    L"\"",
+                                                    L"! c",
+                                                    L"-",
+                                                    L" $end_cdata$ x",
+                                                    L"a ",
+                                                    L"a\\\r\nb\\",
+                                                    L"$index$",
+                                                    L"properties"};
+        if (Once(60)) {
+            const wchar_t unit = Unit();
+            return std::wstring(250 + Below(12), unit);
+        }
+        std::wstring text;
+        for (std::size_t i = Below(8); i > 0; --i) {
+            if (Once(3))
+                text += OneOf(kWords);
+            else
+                text += Unit();
+        }
+        return text;
+    }
+
+    CToken Number() {
+        static constexpr double kBorders[] = {0.0,
+                                              -0.0,
+                                              0.1,
+                                              127,
+                                              255,
+                                              256,
+                                              65535,
+                                              65536,
+                                              2147483647,
+                                              2147483648,
+                                              4294967295,
+                                              4294967296,
+                                              9007199254740991,
+                                              9007199254740992,
+                                              1e15,
+                                              1e16,
+                                              1e21,
+                                              1e22,
+                                              5e-324,
+                                              2.2250738585072014e-308,
+                                              std::numeric_limits<double>::max(),
+                                              std::numeric_limits<double>::infinity()};
+        const auto              type       = static_cast<ETokenType>(1 + Below(mHex ? 9 : 8));
+        double                  value      = OneOf(kBorders);
+        switch (Below(4)) {
+            case 0:
+                value = static_cast<double>(Below(1000));
+                break;
+            case 1:
+                value = std::bit_cast<double>(mRandom());  // any at all
+                break;
+            case 2:
+                value += static_cast<double>(Below(3)) - 1;
+                break;
+        }
+        if (std::isnan(value)) value = 0.5;
+        return CToken(type, Once(2) ? value : -value);
+    }
+
+    CToken TextToken() {
+        static constexpr ETokenType kTypes[] = {ETokenType::Keyword, ETokenType::SingleQuotedText,
+                                                ETokenType::DoubleQuotedText, ETokenType::CData};
+        const ETokenType            type     = OneOf(kTypes);
+        return CToken(type, Text());
+    }
+
+    CToken Value() {
+        switch (Below(8)) {
+            case 0:
+                return Truth(Once(2));
+            case 1:
+                return Once(4) ? CToken() : Word(L"word");
+            case 2:
+            case 3:
+                return TextToken();
+            case 4:
+                return CData(L" " + Text() + L"\n");
+            default:
+                return Number();
+        }
+    }
+
+    CToken Name() {
+        switch (Below(12)) {
+            case 0:
+                return Number();
+            case 1:
+                return Truth(Once(2));
+            case 2:
+            case 3:
+                return TextToken();
+            default:
+                return CToken(ETokenType::Keyword,
+                              std::wstring(1, static_cast<wchar_t>(L'a' + Below(26))) + L"x");
+        }
+    }
+
+    /// @param depth  levels that it may nest at most.
+    CBlockFuncArgPtr MakeItem(const CToken& name, std::size_t depth) {
+        switch (Below(4)) {
+            case 0: {
+                auto* vec = new CBlock_vec;
+                vec->SetNameToken(name);
+                for (std::size_t i = Below(5); i > 0; --i)
+                    vec->Append(Value());
+                return CBlockFuncArgPtr(vec);
+            }
+            case 1: {
+                auto* func = new CBlock_func;
+                func->SetNameToken(name);
+                for (std::size_t i = Below(5); i > 0; --i)
+                    func->Append(Argument(depth));
+                return CBlockFuncArgPtr(func);
+            }
+            default:
+                return Named(name, Value());
+        }
+    }
+
+    CBlockFuncArgPtr Argument(std::size_t depth) {
+        if (Once(10)) return CBlockFuncArgPtr();
+        if (Once(8)) return Plain(CToken());
+        if (depth == 0 || Once(2)) return Plain(Value());
+        // An empty text cannot name an argument.
+        CToken name = Name();
+        if (name.IsText() && name.Length() == 0) name = Sq(L"n");
+        return MakeItem(name, depth - 1);
+    }
+
+    void Fill(CBlock& block, std::size_t items, std::size_t depth) {
+        for (; items > 0; --items) {
+            if (depth == 0 || !Once(4)) {
+                block.AddItem(Item(MakeItem(Name(), depth)));
+                continue;
+            }
+            auto* inner = new CBlock;
+            block.AddItem(CBlockItemPtr(inner));
+            inner->SetNameToken(Once(2) ? Name() : Sq(Text()));
+            Fill(*inner, Below(items + 1), depth - 1);
+        }
+    }
+
+    /// The items of a file.
+    CBlock File(std::size_t items) {
+        CBlock file;
+        Fill(file, items, 1 + Below(6));
+        return file;
+    }
+
+    /// A file of blocks alone; no two of one block have a name alike.
+    CBlock FileOfBlocks() {
+        CBlock file;
+        FillWithBlocks(file, 3);
+        return file;
+    }
+
+    bool mHex = true;  ///< whether hexadecimal numbers occur
+
+  private:
+    void FillWithBlocks(CBlock& block, std::size_t depth) {
+        for (std::size_t i = 1 + Below(4); i > 0; --i) {
+            auto* inner = new CBlock;
+            inner->SetNameToken(Sq(std::to_wstring(mBlocks++) + Text()));
+            Fill(*inner, Below(4), 0);
+            if (depth != 0 && Once(2)) FillWithBlocks(*inner, depth - 1);
+            Fill(*inner, Below(2), 0);
+            block.AddItem(CBlockItemPtr(inner));
+        }
+    }
+
+    std::mt19937_64 mRandom;
+    std::size_t     mBlocks = 0;
+};
+
+/// Runs a property for documents of both seeds; the first failure ends it.
+template <class Property>
+void ForDocuments(std::size_t count, Property property) {
+    count          = FromEnvironment("TARVEX_CASES", count);
+    const auto now = static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+    const std::uint64_t seeds[] = {FromEnvironment("TARVEX_SEED", kFixedSeed),
+                                   FromEnvironment("TARVEX_SEED", now)};
+    const auto*         test    = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::printf("%s: %zu documents each, seeds %llu and %llu\n", test->name(), count,
+                static_cast<unsigned long long>(seeds[0]), static_cast<unsigned long long>(seeds[1]));
+    for (const std::uint64_t seed : seeds)
+        for (std::size_t i = 0; i < count; ++i) {
+            SCOPED_TRACE("TARVEX_SEED=" + std::to_string(seed + i) + " TARVEX_CASES=1");
+            CGenerator generator(seed + i);
+            property(generator);
+            if (::testing::Test::HasFailure()) return;
+        }
+}
+
+std::string FileBytes(const CBlock& file, EForm form) {
+    CMemoryFile out(form);
+    file.WriteFile(*out);
+    return out.Bytes();
+}
+
+AString MemoryText(const CBlock& file, EForm form) {
+    CToken_ostring out(0, GrammarOf(form));
+    file.WriteFile(out);
+    EXPECT_TRUE(out.good());
+    return out.String();
+}
+
+CBlock FromMemory(const AString& text) {
+    CToken_istring stream(text);
+    CBlock         file;
+    file.ReadFile(stream);
+    return file;
+}
+
+// --- what is written is what is read
+
+TEST(RoundTrip, GivesTheSameTreeAndTheSameBytes) {
+    ForDocuments(1500, [](CGenerator& generator) {
+        const CBlock              file   = generator.File(1 + generator.Below(15));
+        static unsigned long long digest = 14695981039346656037ull;
+        static int                n      = 0;
+        for (const EForm form : kForms)
+            for (char c : FileBytes(file, form))
+                digest = (digest ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+        if (++n == 1500) std::printf("DIGEST %llx\n", digest);
+        for (const EForm form : kForms) {
+            SCOPED_TRACE(form == EForm::kText ? "text" : "binary");
+            const std::string bytes = FileBytes(file, form);
+            const CBlock      back  = Parsed(bytes);
+            EXPECT_EQ(ErrorCount(back), 0u);
+            EXPECT_TRUE(Contents(back, form) == Contents(file, form));
+            EXPECT_EQ(FileBytes(back, form), bytes);
+
+            const AString text   = MemoryText(file, form);
+            const CBlock  memory = FromMemory(text);
+            EXPECT_EQ(ErrorCount(memory), 0u);
+            EXPECT_TRUE(Contents(memory, form) == Contents(file, form));
+            EXPECT_TRUE(MemoryText(memory, form) == text);
+        }
+    });
+}
+
+TEST(RoundTrip, LosesNothingThroughTheBinaryForm) {
+    // But that hexadecimal numbers are numbers like others there.
+    ForDocuments(700, [](CGenerator& generator) {
+        generator.mHex           = false;
+        const CBlock      file   = generator.File(1 + generator.Below(15));
+        const std::string text   = FileBytes(file, EForm::kText);
+        const std::string binary = FileBytes(Parsed(text), EForm::kBinary);
+        EXPECT_EQ(FileBytes(Parsed(binary), EForm::kText), text);
+    });
+    EXPECT_EQ(FileBytes(Parsed(FileBytes(Parsed("x=0x1f"), EForm::kBinary)), EForm::kText), "x=31\n");
+}
+
+TEST(RoundTrip, WorksThroughFiles) {
+    CTempFolder folder;
+    ForDocuments(40, [&](CGenerator& generator) {
+        const CBlock file = generator.File(1 + generator.Below(40));
+        for (const EForm form : kForms) {
+            const AString path((folder / "f.prj").string().c_str());
+            {
+                CToken_ostream out(path, kOpenReplace, GrammarOf(form));
+                file.WriteFile(out);
+                EXPECT_TRUE(out.Close());
+            }
+            for (const std::uint32_t flags : {0u, static_cast<std::uint32_t>(kOpenFastInput)}) {
+                CToken_istream in(path, flags);
+                CBlock         back;
+                back.ReadFile(in);
+                EXPECT_EQ(ErrorCount(back), 0u);
+                EXPECT_TRUE(Contents(back, form) == Contents(file, form));
+            }
+            // Kept and continued.
+            {
+                CToken_ostream out(path, 0, GrammarOf(form));
+                file.WriteFile(out);
+                EXPECT_TRUE(out.Close());
+            }
+            CToken_istream in(path, 0u);
+            CBlock         twice;
+            twice.ReadFile(in);
+            CBlock expected(file);
+            expected.CopyItems(file);
+            EXPECT_TRUE(Contents(twice, form) == Contents(expected, form));
+        }
+    });
+}
+
+TEST(RoundTrip, ReachesTheDeepestNesting) {
+    for (const EForm form : kForms)
+        for (const bool functions : {true, false}) {
+            const unsigned   half  = functions ? kMaxNesting / 2 : 0;
+            CBlockFuncArgPtr inner = Named(Word(L"x"), Number(1));
+            for (unsigned i = 0; i < half; ++i)
+                inner = Func(Word(L"f"), {inner});
+            CBlockItemPtr item = Item(inner);
+            for (unsigned i = 0; i < kMaxNesting - half; ++i)
+                item = CBlockItemPtr(Block(Sq(L"b"), {}, {item}).Get());
+            CBlock file;
+            file.AddItem(item);
+            const CBlock back = Parsed(FileBytes(file, form));
+            EXPECT_EQ(ErrorCount(back), 0u);
+            EXPECT_TRUE(Contents(back, form) == Contents(file, form));
+            CBlock deeper;
+            deeper.AddItem(CBlockItemPtr(Block(Sq(L"b"), {}, {item}).Get()));
+            EXPECT_GE(ErrorCount(Parsed(FileBytes(deeper, form))), 1u);
+        }
+}
+
+// --- lengths
+
+TEST(Estimate, BoundsTheLength) {
+    ForDocuments(700, [](CGenerator& generator) {
+        const CBlock file = generator.File(1 + generator.Below(6));
+        for (const CBlockItemPtr& item : file.Items())
+            for (const EForm form : kForms) {
+                const std::size_t level = generator.Below(5);
+                const auto check = [&](CToken_ostream& stream, const std::function<std::size_t()>& length) {
+                    stream.SetIndentation(generator.Below(4), L' ');
+                    for (std::size_t i = 0; i < level; ++i)
+                        stream.Indent(generator.Below(10));
+                    const std::size_t estimate = item->EstimateLength(stream);
+                    const std::size_t before   = length();
+                    item->Write(stream);
+                    EXPECT_GE(estimate, length() - before) << Shown(item->ToString().Str());
+                };
+                CMemoryFile bytes(form);
+                check(*bytes, [&] { return bytes.Units().size(); });
+                CToken_ostring text(0, GrammarOf(form));
+                check(text, [&] { return text.String().Length(); });
+            }
+    });
+}
+
+// --- indexes
+
+/// Every block of a file with its path, in the order in which they begin.
+void CollectBlocks(const CBlock& block, const AString& path,
+                   std::vector<std::pair<AString, const CBlock*>>& blocks) {
+    for (const CBlockItemPtr& item : block.Items()) {
+        if (!item->IsBlock()) continue;
+        const auto&   inner     = dynamic_cast<const CBlock&>(*item);
+        const AString innerPath = CBlock_index::JoinPath({path, inner.Name().String()});
+        blocks.emplace_back(innerPath, &inner);
+        CollectBlocks(inner, innerPath, blocks);
+    }
+}
+
+TEST(IndexProperty, PointsToWhereBlocksBegin) {
+    ForDocuments(250, [](CGenerator& generator) {
+        const CBlock                                   file = generator.FileOfBlocks();
+        std::vector<std::pair<AString, const CBlock*>> blocks;
+        CollectBlocks(file, AString(), blocks);
+        for (const EForm form : kForms) {
+            CMemoryFile out(form, kOpenReadIndex);
+            file.WriteFile(*out);
+            const std::string bytes   = out.Bytes();
+            const std::string keyword = form == EForm::kText ? "$begin" : std::string("\x0C\x06$begin");
+
+            const auto   in = ByteStream(bytes);
+            CBlock_index built;
+            EXPECT_TRUE(built.Build(*in, true));
+            built.RemoveSubtree(AString(CBlock_index::kName));
+            CBlock_index written;
+            in->SetPos(CAbstract_stream_pos(0));
+            in->Clear();
+            EXPECT_TRUE(in->FindBlock(CBlock_index::kName));
+            written.Read(*in);
+            EXPECT_TRUE(Contents(*built.IndexBlock(), form) == Contents(*written.IndexBlock(), form));
+            EXPECT_EQ(built.IndexBlock()->Count(), blocks.size());
+
+            for (const auto& [path, block] : blocks) {
+                CAbstract_stream_pos position;
+                EXPECT_TRUE(written.Lookup(path, position));
+                EXPECT_EQ(bytes.compare(static_cast<std::size_t>(position.Offset()), keyword.size(), keyword),
+                          0);
+                EXPECT_TRUE(written.SeekInput(path, *in));
+                CBlock back;
+                back.Read(*in);
+                EXPECT_TRUE(ItemContents(back, form) == ItemContents(*block, form));
+            }
+
+            const auto applied = ByteStream(bytes, kOpenReadIndex | kOpenApplyIndex);
+            for (const auto& [path, block] : blocks) {
+                EXPECT_TRUE(applied->FindBlock(block->Name().String()));
+                EXPECT_TRUE(applied->IsBlockNamed(block->Name().String()));
+            }
+        }
+    });
+}
+
+// --- files that are broken
+
+/// Reads whatever there is; what came out can be written and read like any tree.
+void CheckBroken(const std::string& bytes, EForm form) {
+    const CBlock broken = Parsed(bytes);
+    const CBlock again  = Parsed(FileBytes(broken, form));
+    EXPECT_EQ(ErrorCount(again), 0u);
+    EXPECT_TRUE(Contents(again, form) == Contents(broken, form)) << Escaped(Widen(bytes));
+
+    CBlock_index index;
+    const auto   stream = ByteStream(bytes, kOpenReadIndex | kOpenApplyIndex);
+    index.Build(*stream, true);
+    stream->Clear();
+    stream->FindBlock(L"none");
+}
+
+template <class Break>
+void ForBrokenDocuments(std::size_t count, Break breakIt) {
+    const auto start = std::chrono::steady_clock::now();
+    ForDocuments(count, [&](CGenerator& generator) {
+        const CBlock file = generator.File(3 + generator.Below(3));
+        for (const EForm form : kForms) {
+            CMemoryFile out(form, generator.Once(3) ? kOpenReadIndex : 0u);
+            file.WriteFile(*out);
+            breakIt(generator, out.Bytes(), form);
+        }
+    });
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::minutes(3));
+}
+
+TEST(BrokenFiles, CutAnywhereGiveATree) {
+    ForBrokenDocuments(15, [](CGenerator&, const std::string& bytes, EForm form) {
+        for (std::size_t length = 0; length < bytes.size(); ++length)
+            CheckBroken(bytes.substr(0, length), form);
+    });
+}
+
+TEST(BrokenFiles, WithOneByteChangedGiveATree) {
+    ForBrokenDocuments(6, [](CGenerator& generator, const std::string& bytes, EForm form) {
+        static constexpr char kBytes[] = {'\0',   '\n',   '\r',   ' ',    '\'',   '"',    '\\',   '$',
+                                          '(',    ')',    '[',    ']',    '=',    ',',    ':',    '!',
+                                          '0',    'e',    '\x12', '\x13', '\x14', '\x8D', '\xFF', '\xC3',
+                                          '\xED', '\x0C', '\x0D', '\x41', '\x3D', '\x56'};
+        for (std::size_t at = 0; at < bytes.size(); ++at) {
+            std::string changed = bytes;
+            for (const char byte :
+                 {generator.OneOf(kBytes), generator.OneOf(kBytes), static_cast<char>(generator.Below(256)),
+                  static_cast<char>(changed[at] ^ 1)}) {
+                changed[at] = byte;
+                CheckBroken(changed, form);
+            }
+        }
+    });
+}
+
+}  // namespace
