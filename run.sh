@@ -11,11 +11,12 @@ install_packages $tools_native $tools_windows
 [ $# -gt 0 ] || set -- "$root"/samples/*.tarvex
 
 build native tarvex-preview
-build windows-x64 TarvexShellExt shell_client
+build windows-x64 TarvexShellExt shell_client tarvex-preview
 
 windows() { "$root/scripts/run_windows.sh" x86_64 "$@" </dev/null; }
 bin=$root/build/windows-x64/bin
 pictures=$root/build/pictures
+rm -rf "$pictures"
 mkdir -p "$pictures"
 
 say "A fresh Wine prefix, with TarvexShellExt.dll registered"
@@ -23,11 +24,14 @@ say "A fresh Wine prefix, with TarvexShellExt.dll registered"
 windows regsvr32 /s "$bin/TarvexShellExt.dll" || die "regsvr32 refused the DLL"
 
 say "Tips and thumbnails from the DLL, through COM"
-windows "$bin/shell_client.exe" "$pictures" "$@"
+windows "$bin/shell_client.exe" "$pictures" "$@" || die "the client could not create the object"
+echo "(Names are shown as the Windows code page has them: \"?\" stands for what it lacks.)"
 
 say "The same tips from the native tool"
-"$root/build/native/bin/tarvex-preview" tip "$@" || true
+status=0
+"$root/build/native/bin/tarvex-preview" tip "$@" || status=$?
 
 say "Done"
 echo "The pictures are in $pictures."
-echo "Try next:  build/native/bin/tarvex-preview info samples/horn_feed.tarvex"
+echo "Try next:  $root/build/native/bin/tarvex-preview info $root/samples/horn_feed.tarvex"
+exit $status

@@ -39,19 +39,17 @@ std::string Utf8(const AString& text) {
 
 /// A file that cannot be opened still gets its tip: that is what the file manager would show.
 int Tip(const CLI::App& app, const COptions& options) {
-    int status = tool::kAllWell;
-    for (const std::string& file : options.mFiles) {
-        const AString path = tool::PathFromArgument(file);
+    return tool::ForEachFile(app, options.mFiles, [&](const std::string& file) {
+        const AString     path = tool::PathFromArgument(file);
+        const std::string tip  = tool::NarrowToUtf8(ComposeInfoTip(path.ToNarrow()));
         if (options.mFiles.size() > 1)
             std::cout << (&file == &options.mFiles.front() ? "" : "\n") << tool::ValidUtf8(file) << ":\n";
-        std::cout << tool::NarrowToUtf8(ComposeInfoTip(path.ToNarrow())) << '\n';
+        std::cout << tip << '\n';
         std::string reason;
-        if (!tool::CanOpen(path, &reason)) {
-            tool::Complain(app, file, reason);
-            status = tool::kBadInput;
-        }
-    }
-    return status;
+        if (tool::CanOpen(path, &reason)) return tool::kAllWell;
+        tool::Complain(app, file, reason);
+        return tool::kBadInput;
+    });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -188,8 +186,7 @@ void PrintTable(const CProjectInfo& info) {
 }
 
 int Info(const CLI::App& app, const COptions& options) {
-    int status = tool::kAllWell;
-    for (const std::string& file : options.mFiles) {
+    return tool::ForEachFile(app, options.mFiles, [&](const std::string& file) {
         const AString      path = tool::PathFromArgument(file);
         std::string        reason;
         const bool         canOpen = tool::CanOpen(path, &reason);
@@ -200,12 +197,10 @@ int Info(const CLI::App& app, const COptions& options) {
             if (&file != &options.mFiles.front()) std::cout << '\n';
             PrintTable(info);
         }
-        if (!canOpen) {
-            tool::Complain(app, file, reason);
-            status = tool::kBadInput;
-        }
-    }
-    return status;
+        if (canOpen) return tool::kAllWell;
+        tool::Complain(app, file, reason);
+        return tool::kBadInput;
+    });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -296,7 +291,9 @@ int Run(const std::vector<std::string>& arguments) {
 
     status = tip->parsed()    ? Tip(app, options)
              : info->parsed() ? Info(app, options)
-                              : Thumbnail(app, options);
+                              : tool::ForEachFile(app, options.mFiles, [&](const std::string&) {
+                                    return Thumbnail(app, options);
+                                });
     return tool::Finish(app, status);
 }
 

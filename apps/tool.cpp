@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <new>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -45,9 +46,11 @@ void Append(std::string& line, const ordered_json& value) {
 bool ReadCommandLine(CLI::App& app, const std::vector<std::string>& arguments, int* status) {
     const std::string version = app.get_name() + " " TARVEX_VERSION;
     app.set_version_flag("--version", version);
-    for (CLI::App* command : app.get_subcommands({}))
-        command->set_version_flag("--version", version);
     app.allow_windows_style_options(false);  // "/" begins a path everywhere
+    for (CLI::App* command : app.get_subcommands({})) {
+        command->set_version_flag("--version", version);
+        command->allow_windows_style_options(false);
+    }
     try {
         // The parser takes them from the back.
         app.parse(std::vector<std::string>(arguments.rbegin(), std::prev(arguments.rend())));
@@ -96,6 +99,19 @@ bool CanOpen(const AString& path, std::string* reason) {
 
 void Complain(const CLI::App& app, const std::string& name, const std::string& reason) {
     std::cerr << app.get_name() << ": " << name << ": " << reason << '\n';
+}
+
+int ForEachFile(const CLI::App& app, const std::vector<std::string>& files,
+                const std::function<int(const std::string& file)>& serve) {
+    int status = kAllWell;
+    for (const std::string& file : files)
+        try {
+            status = std::max(status, serve(file));
+        } catch (const std::bad_alloc&) {
+            Complain(app, file, "not enough memory");
+            status = std::max<int>(status, kBadInput);
+        }
+    return status;
 }
 
 int Finish(const CLI::App& app, int status) {

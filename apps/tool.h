@@ -2,6 +2,7 @@
 
 #include "tessel/strings/astringwchar.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,11 @@ std::string ReasonOf(unsigned systemError);
 
 /// Prints "PROGRAM: NAME: REASON" to standard error.
 void Complain(const CLI::App& app, const std::string& name, const std::string& reason);
+
+/// Serves one file after the other, whatever becomes of those before: one that takes more memory than
+/// there is gets a complaint. Gives the worst status.
+int ForEachFile(const CLI::App& app, const std::vector<std::string>& files,
+                const std::function<int(const std::string& file)>& serve);
 
 /// Ends the output: `status`, or `kBadInput` with a complaint when standard output did not take it all.
 int Finish(const CLI::App& app, int status);

@@ -42,7 +42,9 @@ build() {
     preset=$1
     shift
     say "Building $preset"
-    mkdir -p "$root/build"
+    mkdir -p "$root/build/wine" # as this user, also where the 32-bit prefix below it needs root
+    [ -w "$root/build" ] && { [ ! -e "$root/build/$preset.log" ] || [ -w "$root/build/$preset.log" ]; } ||
+        die "$root/build belongs to another user: remove it, or run this as that user"
     (cd "$root" && cmake --preset "$preset") >"$root/build/$preset.log" 2>&1 ||
         { cat "$root/build/$preset.log"; die "cannot configure $preset"; }
     [ $# -eq 0 ] || set -- --target "$@"

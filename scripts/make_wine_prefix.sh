@@ -3,7 +3,7 @@
 # usage: make_wine_prefix.sh x86_64|i686
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
-machine=$1
+machine=${1:?usage: make_wine_prefix.sh x86_64|i686}
 prefix="$root/build/wine/$machine"
 log="$root/build/wine-$machine.log"
 mkdir -p "$root/build"

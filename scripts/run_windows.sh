@@ -6,11 +6,12 @@
 # (made by scripts/make_wine32.sh) that is entered with the checkout in its usual place.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
-machine=$1
+machine=${1:?usage: run_windows.sh x86_64|i686 PROGRAM [ARGUMENT...]}
 shift
 
 export WINEPREFIX="$root/build/wine/$machine"
-export WINEDEBUG="${WINEDEBUG:--all}" WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
+# No downloads, and no entries in the menus of whoever runs this.
+export WINEDEBUG="${WINEDEBUG:--all}" WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe=}"
 export LC_ALL=C.UTF-8  # file names keep their characters
 mkdir -p "$root/build/wine"
 

@@ -5,6 +5,7 @@ import json
 import os
 import random
 import re
+import resource
 import shutil
 import subprocess
 import sys
@@ -242,6 +243,21 @@ class CommandLine(ToolTest):
             result = self.run_tool(*command, '--help')
             self.assertEqual((result.returncode, result.stderr), (0, b''))
             self.assertIn(b'Usage: ', result.stdout)
+
+    def test_path_from_the_root(self):
+        self.sample('coil.tarvex')
+        path = (self.folder / 'coil.tarvex').resolve().as_posix()
+        self.check(['tip', path], 0, TIPS['coil.tarvex'])
+
+    @unittest.skipIf(WINDOWS or os.environ.get('TARVEX_SANITIZE'), 'needs a limit on memory')
+    def test_too_little_memory_costs_one_file_only(self):
+        self.sample('coil.tarvex')
+        self.write('huge', b"$begin 'ProjectPreview'\nNotes='" + b'x' * (15 << 20) + b"'\n$end 'ProjectPreview'\n")
+        limit = 40 << 20
+        result = self.run_tool('info', '--json', 'huge', 'coil.tarvex',
+                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_DATA, (limit, limit)))
+        self.assertEqual((result.returncode, result.stderr), (1, b'tarvex-preview: huge: not enough memory\n'))
+        self.assertEqual(json.loads(result.stdout)['path'], 'coil.tarvex')
 
     def test_names_that_look_like_something_else(self):
         names = ['tip', '-o', '[a].tarvex', 'a b', "it's"]
