@@ -10,7 +10,7 @@ root=$(cd "$(dirname "$0")" && pwd)
 install_packages $tools_native $tools_windows
 [ $# -gt 0 ] || set -- "$root"/samples/*.tarvex
 
-build native tarvex-preview
+build native tarvex-preview tarvex-blocks
 build windows-x64 TarvexShellExt shell_client tarvex-preview
 
 windows() { "$root/scripts/run_windows.sh" x86_64 "$@" </dev/null; }

@@ -3,7 +3,7 @@
 
     make_large_project.py OUT.tarvex [MEBIBYTES]        (default 256; one to 2047)
 
-A file manager's tip and thumbnail must not depend on this size: only the head and the tail are read.
+A file manager's tip must not depend on this size: only the head and the tail are read.
 """
 
 import sys
