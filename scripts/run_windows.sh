@@ -2,6 +2,8 @@
 # Runs a Windows program under Wine, in a prefix below build/wine/.
 # usage: run_windows.sh x86_64|i686 PROGRAM [ARGUMENT...]
 #
+# TARVEX_WINE_RUNS says that the caller keeps a program running there, so that Wine need not be started.
+#
 # 32-bit Wine does not install beside the 64-bit one: it lives in a system of its own in a folder
 # (made by scripts/make_wine32.sh) that is entered with the checkout in its usual place.
 set -eu
@@ -19,7 +21,7 @@ case $machine in
 x86_64)
     # The first program starts Wine's services, which keep its outputs open for as long as they run: whoever
     # reads them from a pipe would wait. So the first program is one whose outputs nobody reads.
-    wine cmd /c exit </dev/null >/dev/null 2>&1 || true
+    [ -n "${TARVEX_WINE_RUNS-}" ] || wine cmd /c exit </dev/null >/dev/null 2>&1 || true
     exec wine "$@"
     ;;
 i686)
