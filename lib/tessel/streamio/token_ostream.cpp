@@ -63,7 +63,6 @@ bool CToken_ostream::fail() const {
 bool CToken_ostream::Close() {
     if (mBuildIndex) {
         mBuildIndex = false;
-        NewLine();
         mIndex->Write(*this);
         mIndex.reset();
     }

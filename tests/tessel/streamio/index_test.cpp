@@ -215,6 +215,17 @@ TEST(BlockIndex, IsBuiltFromAStream) {
 
 TEST(BlockIndex, IsBuiltFromWhereTheStreamStands) {
     // Whatever has been looked at, and after going back.
+    for (const bool looked : {false, true}) {
+        const auto behind = ByteStream("x\n $begin 'A'\n$end 'A'\n");
+        behind->NextToken();
+        if (looked) {
+            EXPECT_TRUE(behind->AtBeginKeyword());
+        }
+        behind->SetPos(behind->GetPos());
+        CBlock_index index;
+        EXPECT_TRUE(index.Build(*behind, true));
+        EXPECT_EQ(Entries(index), "A@3");
+    }
     const auto   stream = ByteStream("x $begin 'A'\n$end 'A'\n$begin 'B'\n$end 'B'\n");
     CBlock_index index;
     stream->NextToken();
@@ -387,7 +398,7 @@ TEST(BlockIndex, KnowsOnlyPlacesThatThereAre) {
 /// What a stream finds of a name, block after block.
 std::string FindAll(CToken_istream& stream, const wchar_t* name) {
     std::string found;
-    while (stream.FindBlock(name)) {
+    for (int i = 0; i < 10 && stream.FindBlock(name); ++i) {
         CBlock block;
         block.Read(stream);
         found += (found.empty() ? "" : " ") + Dump(block);
@@ -493,6 +504,18 @@ TEST(BlockIndex, IsReallyGoneByWhereverItStands) {
                 EXPECT_EQ(index.IndexBlock()->Count(), 4u);
                 EXPECT_TRUE(index.AllLevels());
             }
+}
+
+TEST(BlockIndex, IsFoundHoweverMuchStandsBehindIt) {
+    const std::string text =
+        "$begin 'B'\n$end 'B'\n$begin 'B'\nx=1\n$end 'B'\n$begin '$index$'\nB(20)\n$end '$index$'\n! ";
+    for (std::size_t behind = 4000; behind < 4100; ++behind) {
+        const auto stream = ByteStream(text + std::string(behind, '-'), kOpenReadIndex | kOpenApplyIndex);
+        EXPECT_TRUE(stream->FindBlock(L"B"));
+        stream->NextToken();
+        stream->NextToken();
+        EXPECT_TRUE(stream->CurrentTokenIs(L"x")) << behind;
+    }
 }
 
 TEST(BlockIndex, KnowsOnlyWhatIsWrittenWithIt) {

@@ -140,7 +140,7 @@ class CGenerator {
     CToken TextToken() {
         static constexpr ETokenType kTypes[] = {ETokenType::Keyword, ETokenType::SingleQuotedText,
                                                 ETokenType::DoubleQuotedText, ETokenType::CData};
-        const ETokenType type = OneOf(kTypes);
+        const ETokenType            type     = OneOf(kTypes);
         return CToken(type, Text());
     }
 
@@ -296,9 +296,6 @@ CBlock FromMemory(const AString& text) {
 TEST(RoundTrip, GivesTheSameTreeAndTheSameBytes) {
     ForDocuments(1500, [](CGenerator& generator) {
         const CBlock file = generator.File(1 + generator.Below(15));
-        static unsigned long long digest = 14695981039346656037ull; static int n = 0;
-        for (const EForm form : kForms) for (char c : FileBytes(file, form)) digest = (digest ^ static_cast<unsigned char>(c)) * 1099511628211ull;
-        if (++n == 1500) std::printf("DIGEST %llx\n", digest);
         for (const EForm form : kForms) {
             SCOPED_TRACE(form == EForm::kText ? "text" : "binary");
             const std::string bytes = FileBytes(file, form);

@@ -12,7 +12,7 @@ using namespace write_support;
 std::string Rest(CToken_istream& stream) {
     EXPECT_TRUE(stream.good());
     std::string rest;
-    for (CToken token; !stream.AtEndOfFile();) {
+    for (CToken token; stream.good() && !stream.AtEndOfFile();) {
         stream.ReadToken(token);
         rest += (rest.empty() ? "" : " ") + DumpValue(token);
     }
@@ -218,8 +218,9 @@ TEST(ItemObject, PersistsAsOneItem) {
 }
 
 TEST(ItemObject, PutsBackWhatItDoesNotTake) {
-    for (const char* text : {"point(1)", "line(1, 2)", "point(1, 'a')", "point(1, 2", "x=5", "x", ")", "",
-                             "5 5 5", "$begin 'B'\nx\n$end 'B'\nx=1", "v[-1]", "\n\npoint\n(1)"})
+    for (const char* text :
+         {"point(1)", "line(1, 2)", "point(1, 'a')", "point(1, 2", "x=5", "x", ")", "", "5 5 5",
+          "$begin 'B'\nx\n$end 'B'\nx=1", "$begin 'B'\n$end 'C'\nx=1", "v[-1]", "\n\npoint\n(1)"})
         for (const std::size_t looked : {0u, 1u, 2u})
             for (const bool memory : {true, false}) {
                 SCOPED_TRACE(text);
