@@ -93,8 +93,9 @@ class CToken_ostream : public CAbstract_ostream {
 
     /// What a line begins with while an estimate is made of what is nested that deep.
     std::size_t EstimatedIndentation() const {
-        constexpr std::size_t kPerUnit = 3;  // bytes of a character's UTF-8 form
-        return mTokenStreamBuf->IndentationLength() + kPerUnit * mEstimateLevel * IndentWidth();
+        if (IsCommaOptional()) return 0;  // the binary form has none
+        const std::size_t perChar = IndentChar() < 0x80 ? 1 : 3;
+        return mTokenStreamBuf->IndentationLength() + perChar * mEstimateLevel * IndentWidth();
     }
     /// Counts a level of nesting for an estimate while it lives.
     class CEstimateLevel {

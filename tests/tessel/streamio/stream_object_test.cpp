@@ -12,7 +12,7 @@ using namespace write_support;
 std::string Rest(CToken_istream& stream) {
     EXPECT_TRUE(stream.good());
     std::string rest;
-    for (CToken token; !stream.AtEndOfFile();) {
+    for (CToken token; stream.good() && !stream.AtEndOfFile();) {
         stream.ReadToken(token);
         rest += (rest.empty() ? "" : " ") + DumpValue(token);
     }

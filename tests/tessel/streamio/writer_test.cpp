@@ -641,7 +641,10 @@ TEST(BlockWriter, EstimatesAtLeastWhatIsWritten) {
                          Func(Word(L"f"), {Plain(CData(blank))}), Named(Word(L"a"), CToken()),
                          Func(Word(L"g"), {Plain(CToken()), Plain(CToken())})});
     const CBlockPtr empty = Block(CToken(), {});
-    for (const CBlockPtr& block : {Block(Sq(L"o"), {}, {CBlockItemPtr(inner.Get())}), inner, empty})
+    const CBlockPtr small =
+        Block(Sq(L"s"), {},
+              {CBlockItemPtr(Block(Sq(L"i"), {Named(Word(L"a"), Number(1)), Vec(Word(L"v"), {})}).Get())});
+    for (const CBlockPtr& block : {Block(Sq(L"o"), {}, {CBlockItemPtr(inner.Get())}), inner, empty, small})
         for (const EForm form : kForms)
             for (const std::size_t level : {0u, 1u, 40u})
                 for (const wchar_t ch : {L'\t', L'\xA0'}) {
