@@ -33,7 +33,6 @@ constexpr unsigned    kLongLength     = 128;
 constexpr unsigned    kUnsignedBase   = 60;
 constexpr unsigned    kSignedBase     = 69;
 constexpr unsigned    kFloatBase      = 78;
-constexpr std::size_t kMaxNumberBytes = 8;
 constexpr std::size_t kMaxShortLength = 255;
 constexpr std::size_t kMaxScratch     = 0x80000;  // bytes kept from one text to the next
 
@@ -199,7 +198,7 @@ void CToken_binarystreambuf::SkipToEol() {
 }
 
 void CToken_binarystreambuf::NewLine(AString&) {
-    TESSEL_ASSERT(!"CToken_binarystreambuf::NewLine(AString& line) not implemented");
+    TESSEL_ASSERT_TEXT(false, "!\"CToken_binarystreambuf::NewLine(AString& line) not implemented\"");
 }
 
 // --- writing

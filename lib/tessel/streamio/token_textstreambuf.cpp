@@ -128,7 +128,7 @@ wchar_t CToken_textstreambuf::Cased(LexChar ch) const noexcept {
 }
 
 bool CToken_textstreambuf::ActInvalid(CToken& token) {
-    TESSEL_ASSERT(!"Transition to an invalid state");
+    TESSEL_ASSERT_TEXT(false, "!\"Transition to an invalid state\"");
     GetChar();
     return EmitPlain(token, ETokenType::Error);
 }
