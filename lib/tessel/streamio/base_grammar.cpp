@@ -3,6 +3,7 @@
 #include "tessel/baseutils/assertion.h"
 #include "tessel/platform/platform.h"
 
+#include <algorithm>
 #include <cwchar>
 
 namespace io {
@@ -280,6 +281,16 @@ ETokenType CBase_grammar::ScanType(const wchar_t* text, std::size_t* length) con
     }
     if (length != nullptr) *length = scanner.Position();
     return TokenTypeOf(state);
+}
+
+ETokenType CBase_grammar::TypeOfWord(std::wstring_view word) const noexcept {
+    const auto is = [&](std::wstring_view lowered) {
+        return std::equal(word.begin(), word.end(), lowered.begin(), lowered.end(),
+                          [](wchar_t a, wchar_t b) { return AString::LowerChar(a) == b; });
+    };
+    if (is(mTrue)) return ETokenType::True;
+    if (is(mFalse)) return ETokenType::False;
+    return is(mCDataOpen) ? ETokenType::CData : ETokenType::Keyword;
 }
 
 bool CBase_grammar::ScanTypeInRange(const wchar_t* text, ETokenType low, ETokenType high) const {

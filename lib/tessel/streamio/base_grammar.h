@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace io {
 
@@ -200,6 +201,9 @@ class CBase_grammar {
     /// Whether the whole text is one token of a kind between `low` and `high`; white space and
     /// comments may follow it.
     bool ScanTypeInRange(const wchar_t* text, ETokenType low, ETokenType high) const;
+
+    /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`.
+    ETokenType TypeOfWord(std::wstring_view word) const noexcept;
 
     const std::wstring& TrueSpelling() const noexcept { return mTrue; }
     const std::wstring& FalseSpelling() const noexcept { return mFalse; }

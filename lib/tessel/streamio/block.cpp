@@ -2,10 +2,12 @@
 
 #include "tessel/baseutils/assertion.h"
 #include "tessel/streamio/block_func.h"
+#include "tessel/streamio/block_lines.h"
 #include "tessel/streamio/token_istream.h"
 #include "tessel/streamio/token_ostream.h"
 
 #include <algorithm>
+#include <typeinfo>
 
 namespace io {
 
@@ -49,6 +51,7 @@ namespace {
 void CBlock::Read(CToken_istream& stream) {
     if (stream.IsNestingFull()) RefuseBlock(stream);
     const CToken_istream::CNesting nesting(stream);
+    const CToken_istream::CTree    tree(stream);
     Clear();
     mGood = true;
     AString name;
@@ -57,14 +60,31 @@ void CBlock::Read(CToken_istream& stream) {
         AddError(stream.Error(kStreamioBeginEndSyntax));
         return;
     }
-    SetNameToken(CToken(ETokenType::SingleQuotedText, name.Str()));
-    while (!stream.AtEndOfFile()) {
+    StartReading(CToken(ETokenType::SingleQuotedText, name.Str()));
+    ReadBody(stream);
+}
+
+/// Whatever stands for the name, its text is the block's.
+void CBlock::StartReading(const CToken& name) {
+    mGood = true;
+    SetNameToken(CToken(ETokenType::SingleQuotedText, name.IsText() ? name.View() : std::wstring_view()));
+}
+
+void CBlock::ReadBody(CToken_istream& stream) {
+    for (;;) {
+        if (ReadsLines() && CBlockLines(stream).Read(*this)) return;
+        if (stream.AtEndOfFile()) return;
         if (stream.AtEndKeyword()) {
             ReadEnd(stream);
             return;
         }
         ReadItem(stream);
     }
+}
+
+/// A class of its own may take its items in a way of its own.
+bool CBlock::ReadsLines() const noexcept {
+    return typeid(*this) == typeid(CBlock);
 }
 
 void CBlock::ReadEnd(CToken_istream& stream) {
@@ -75,10 +95,14 @@ void CBlock::ReadEnd(CToken_istream& stream) {
 }
 
 void CBlock::ReadFile(CToken_istream& stream) {
+    const CToken_istream::CTree tree(stream);
     Clear();
     mGood = true;
-    while (!stream.AtEndOfFile())
+    for (;;) {
+        if (ReadsLines()) CBlockLines(stream).Read(*this);
+        if (stream.AtEndOfFile()) return;
         ReadItem(stream);
+    }
 }
 
 void CBlock::ReadItem(CToken_istream& stream) {
@@ -91,17 +115,20 @@ void CBlock::ReadItem(CToken_istream& stream) {
         stream.SkipAfterError();
         return;
     }
-    // A block whose frame is broken has recorded it itself; its enclosing block goes on behind it.
-    if (stream.fail()) {
-        stream.Clear();
-        stream.SkipAfterError();
-    }
+    GoOnBehindItem(stream);
+}
+
+/// A block whose frame is broken has recorded it itself; its enclosing block goes on behind it.
+void CBlock::GoOnBehindItem(CToken_istream& stream) {
+    if (!stream.fail()) return;
+    stream.Clear();
+    stream.SkipAfterError();
 }
 
 void CBlock::TakeItem(CToken_istream& stream) {
     CBlockItemPtr item;
     item.Read(stream);
-    AddItem(item);
+    AddItem(std::move(item));
 }
 
 // --- writing
@@ -133,14 +160,14 @@ std::size_t CBlock::EstimateLength(const CToken_ostream& stream) const {
 }
 
 void CBlock::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const {
-    constexpr std::size_t kLinks = 4 * sizeof(void*);  // of a node of a list or a tree, about
+    constexpr std::size_t kLinks = 4 * sizeof(void*);  // of a node of a tree, about
     if (includeSelf) {
         ++statistics.mObjects;
         statistics.mObjectBytes += sizeof(CBlock);
     }
     statistics.mTextBytes += TextBytes(mName);
-    statistics.mContainerBytes += mItems.size() * (sizeof(ItemList::value_type) + kLinks) +
-                                  mNames.size() * (sizeof(NameIndex::value_type) + kLinks);
+    statistics.mContainerBytes += mNodes.Bytes();
+    if (mNames) statistics.mContainerBytes += mNames->size() * (sizeof(NameIndex::value_type) + kLinks);
     statistics.mErrorBytes += mErrors.capacity() * sizeof(XStreamioError);
     for (const CBlockItemPtr& item : mItems)
         if (item) item->MemoryUsage(statistics, true);
@@ -149,7 +176,7 @@ void CBlock::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const 
 // --- contents
 
 void CBlock::Clear() {
-    mNames.clear();
+    mNames.reset();
     mItems.clear();
     mErrors.clear();
     mCursor = mItems.begin();
@@ -157,15 +184,24 @@ void CBlock::Clear() {
 
 bool CBlock::HasErrors() const {
     return !mErrors.empty() || std::any_of(mItems.begin(), mItems.end(), [](const CBlockItemPtr& item) {
-        const auto* block = dynamic_cast<const CBlock*>(item.Get());
-        return block != nullptr && block->HasErrors();
+        return item && item->IsBlock() && static_cast<const CBlock&>(*item).HasErrors();
     });
 }
 
-void CBlock::AddItem(const CBlockItemPtr& item) {
+void CBlock::AddItem(CBlockItemPtr item) {
     if (!item) return;
-    mCursor = mItems.insert(mItems.end(), item);
-    if (item->HasName()) mNames.emplace(item->Name(), mCursor);
+    mCursor = mItems.insert(mItems.end(), std::move(item));
+    if (mNames && (*mCursor)->HasName()) mNames->emplace((*mCursor)->Name(), mCursor);
+}
+
+CBlock::NameIndex& CBlock::Names() const {
+    if (!mNames) {
+        auto names = std::make_unique<NameIndex>();
+        for (auto position = mItems.begin(); position != mItems.end(); ++position)
+            if (*position && (*position)->HasName()) names->emplace((*position)->Name(), position);
+        mNames = std::move(names);
+    }
+    return *mNames;
 }
 
 namespace {
@@ -204,15 +240,16 @@ void CBlock::CopyItems(const CBlock& a_block) {
 // --- lookups
 
 CBlock::NamePos CBlock::Find(const CNameLess::CKey& name) {
-    NamePos position = mNames.lower_bound(name);
-    if (position != mNames.end() && CNameLess()(name, position->first)) position = mNames.end();
-    mFound = position != mNames.end();
+    NameIndex& names    = Names();
+    NamePos    position = names.lower_bound(name);
+    if (position != names.end() && CNameLess()(name, position->first)) position = names.end();
+    mFound = position != names.end();
     return position;
 }
 
 std::vector<CBlockItemPtr> CBlock::ItemsNamed(std::wstring_view name) const {
     std::vector<CBlockItemPtr> items;
-    const auto [first, last] = mNames.equal_range(name);
+    const auto [first, last] = Names().equal_range(name);
     for (auto position = first; position != last; ++position)
         items.push_back(*position->second);
     return items;
@@ -221,7 +258,7 @@ std::vector<CBlockItemPtr> CBlock::ItemsNamed(std::wstring_view name) const {
 void CBlock::Replace(const CBlockItemPtr& item) {
     if (!item) return;
     const NamePos position = Find(item->Name());
-    if (position == mNames.end()) return;
+    if (!mFound) return;
     CBlockItemPtr& found = *position->second;
     if (found && found->HasName()) {
         found = item;
@@ -233,7 +270,7 @@ void CBlock::Replace(const CBlockItemPtr& item) {
 template <class T>
 const T* CBlock::FirstNamed(const CToken& name) {
     mFound                   = false;
-    const auto [first, last] = mNames.equal_range(name);
+    const auto [first, last] = Names().equal_range(name);
     for (auto position = first; position != last; ++position)
         if (const auto* item = dynamic_cast<const T*>(position->second->Get())) {
             mFound = true;
@@ -261,18 +298,19 @@ bool CBlock::LookUp(CBlock_vec& vec) {
 // --- erasing
 
 void CBlock::UnindexPosition(ItemPos position) {
+    if (!mNames) return;
     const auto holds = [&](const NameIndex::value_type& entry) { return entry.second == position; };
     if (*position && (*position)->HasName()) {
-        const auto [first, last] = mNames.equal_range((*position)->Name());
+        const auto [first, last] = mNames->equal_range((*position)->Name());
         const auto entry         = std::find_if(first, last, holds);
         if (entry != last) {
-            mNames.erase(entry);
+            mNames->erase(entry);
             return;
         }
     }
     // An item that was renamed, or taken out of its slot, is still indexed under its old name.
-    const auto entry = std::find_if(mNames.begin(), mNames.end(), holds);
-    if (entry != mNames.end()) mNames.erase(entry);
+    const auto entry = std::find_if(mNames->begin(), mNames->end(), holds);
+    if (entry != mNames->end()) mNames->erase(entry);
 }
 
 CBlock::ItemPos CBlock::EraseAt(ItemPos position) {
@@ -286,7 +324,8 @@ CBlock::ItemPos CBlock::EraseAt(ItemPos position) {
 }
 
 CBlock::NamePos CBlock::EraseAt(NamePos position) {
-    if (position == mNames.end()) return position;
+    NameIndex& names = Names();
+    if (position == names.end()) return position;
     const ItemPos own        = position->second;
     const auto    block_item = *own;
     TESSEL_ASSERT_TEXT(block_item, "block_item != 0");
@@ -295,11 +334,11 @@ CBlock::NamePos CBlock::EraseAt(NamePos position) {
     // entry of the place that went takes it over.
     const ItemPos first = std::find(mItems.begin(), mItems.end(), block_item);
     if (first != own)
-        for (auto& entry : mNames)
+        for (auto& entry : names)
             if (entry.second == first) entry.second = own;
     if (mCursor == first) mCursor = std::next(first);
     mItems.erase(first);
-    return mNames.erase(position);
+    return names.erase(position);
 }
 
 }  // namespace io

@@ -3,10 +3,12 @@
 #include "tessel/streamio/block_ptr.h"
 #include "tessel/streamio/block_value.h"
 #include "tessel/streamio/block_vec.h"
+#include "tessel/streamio/node_pool.h"
 #include "tessel/streamio/streamio_error.h"
 
 #include <list>
 #include <map>
+#include <memory>
 #include <vector>
 
 namespace io {
@@ -14,7 +16,8 @@ namespace io {
 /// A named container of items: `$begin 'name'` ... `$end 'name'`.
 ///
 /// Items keep the order in which they were added; several may have one name. Names are looked up
-/// without case; among equals the earliest is found. Copying a block shares its items.
+/// without case; among equals the earliest is found. A name counts as it was when its item was added,
+/// or when a name was first looked up behind that. Copying a block shares its items.
 class CBlock : public CBlock_item {
   public:
     /// Names compare case-insensitively, unit by unit; a name without text comes first.
@@ -30,7 +33,7 @@ class CBlock : public CBlock_item {
         };
         bool operator()(const CKey& a, const CKey& b) const noexcept;
     };
-    using ItemList  = std::list<CBlockItemPtr>;
+    using ItemList  = std::list<CBlockItemPtr, CNodeAllocator<CBlockItemPtr>>;
     using ItemPos   = ItemList::iterator;
     using NameIndex = std::multimap<CToken, ItemPos, CNameLess>;
     using NamePos   = NameIndex::iterator;
@@ -54,14 +57,14 @@ class CBlock : public CBlock_item {
     void ReadFile(CToken_istream& stream);
 
     const CToken& Name() const override { return mName; }
-    void          SetNameToken(const CToken& name) override { mName = name; }
+    void          SetNameToken(CToken name) override { mName = std::move(name); }
     std::size_t   Count() const override { return mItems.size(); }
     void          Clear() override;
     bool          IsBlock() const override { return true; }
 
     // --- adding. A null item adds nothing.
 
-    void AddItem(const CBlockItemPtr& item);
+    void AddItem(CBlockItemPtr item);
     /// Adds a new item of that kind with the source's name and contents; a source of another kind
     /// gives its name only. A block's items are shared with the source.
     void AddBlockCopy(const CBlock_item& source);
@@ -75,8 +78,8 @@ class CBlock : public CBlock_item {
 
     NamePos Find(const CNameLess::CKey& name);
     /// The first name that does not come before this one, in name order.
-    NamePos NamesFrom(const CNameLess::CKey& name) { return mNames.lower_bound(name); }
-    NamePos NamesEnd() noexcept { return mNames.end(); }
+    NamePos NamesFrom(const CNameLess::CKey& name) { return Names().lower_bound(name); }
+    NamePos NamesEnd() { return Names().end(); }
     /// All items of one name, in the order in which they were added.
     std::vector<CBlockItemPtr> ItemsNamed(std::wstring_view name) const;
     bool                       WasFound() const noexcept { return mFound; }
@@ -115,19 +118,28 @@ class CBlock : public CBlock_item {
     virtual void TakeItem(CToken_istream& stream);
 
   private:
-    void ReadItem(CToken_istream& stream);
-    void ReadEnd(CToken_istream& stream);
-    void UnindexPosition(ItemPos position);
+    friend class CBlockLines;
+
+    void        StartReading(const CToken& name);
+    void        ReadBody(CToken_istream& stream);
+    bool        ReadsLines() const noexcept;
+    void        ReadItem(CToken_istream& stream);
+    static void GoOnBehindItem(CToken_istream& stream);
+    void        ReadEnd(CToken_istream& stream);
+    /// The name index, made when it is first asked for: most blocks are never searched.
+    NameIndex& Names() const;
+    void       UnindexPosition(ItemPos position);
     template <class T>
     const T* FirstNamed(const CToken& name);
 
-    CToken    mName;
-    ItemList  mItems;
-    NameIndex mNames;
-    ErrorList mErrors;
-    ItemPos   mCursor = mItems.end();
-    bool      mFound  = false;
-    bool      mGood   = false;
+    CToken                             mName;
+    CNodePool                          mNodes;
+    mutable ItemList                   mItems{CNodeAllocator<CBlockItemPtr>(mNodes)};
+    mutable std::unique_ptr<NameIndex> mNames;  ///< of all items, or null
+    ErrorList                          mErrors;
+    ItemPos                            mCursor = mItems.end();
+    bool                               mFound  = false;
+    bool                               mGood   = false;
 };
 
 /// Holds a block.

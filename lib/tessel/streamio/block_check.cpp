@@ -58,7 +58,7 @@ class CPassed_func final : public CBlock_func {
 
 class CPassed_vec final : public CBlock_vec {
   protected:
-    void TakeElement(const CToken&) override {}
+    void TakeElement(CToken) override {}
 };
 
 CBlock* CPassing_factory::NewBlock() const {

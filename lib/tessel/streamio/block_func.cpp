@@ -11,16 +11,16 @@ void CBlock_func::Read(CToken_istream& stream) {
     stream.ReadDelimiter(L'(');
     if (stream.fail()) throw stream.Error(kStreamioOpenBracketExpected);
     for (;;) {
-        if (stream.AtDelimiter(L')')) {
+        if (stream.IsAt(L')')) {
             stream.NextToken();
             return;
         }
         if (stream.AtEndOfFile()) return;
         stream.CountItem();
         TakeArgument(stream);
-        if (stream.AtDelimiter(L',')) {
+        if (stream.IsAt(L',')) {
             stream.NextToken();
-        } else if (!stream.IsCommaOptional() && !stream.AtDelimiter(L')')) {
+        } else if (!stream.IsCommaOptional() && !stream.IsAt(L')')) {
             throw stream.Error(kStreamioCloseOrCommaExpected);
         }
     }
@@ -29,7 +29,7 @@ void CBlock_func::Read(CToken_istream& stream) {
 void CBlock_func::TakeArgument(CToken_istream& stream) {
     CBlockFuncArgPtr argument;
     argument.Read(stream);
-    mArguments.push_back(std::move(argument));
+    Append(std::move(argument));
 }
 
 namespace {

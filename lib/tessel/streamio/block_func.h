@@ -23,7 +23,7 @@ class CBlock_func : public CBlock_func_arg {
     void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
 
     const CToken& Name() const override { return mName; }
-    void          SetNameToken(const CToken& name) override { mName = name; }
+    void          SetNameToken(CToken name) override { mName = std::move(name); }
     std::size_t   Count() const override { return mArguments.size(); }
     void          Clear() override { mArguments.clear(); }
     bool          IsFunc() const override { return true; }
@@ -31,7 +31,11 @@ class CBlock_func : public CBlock_func_arg {
 
     /// Null pointers among the arguments stand for nothing.
     const std::vector<CBlockFuncArgPtr>& Arguments() const noexcept { return mArguments; }
-    void Append(CBlockFuncArgPtr argument) { mArguments.push_back(std::move(argument)); }
+    void                                 Append(CBlockFuncArgPtr argument) {
+                                        constexpr std::size_t kFew = 4;
+                                        if (mArguments.empty()) mArguments.reserve(kFew);
+        mArguments.push_back(std::move(argument));
+    }
 
   protected:
     /// Reads one argument and appends it.

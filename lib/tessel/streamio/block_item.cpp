@@ -1,6 +1,7 @@
 #include "tessel/streamio/block_item.h"
 
 #include "tessel/baseutils/assertion.h"
+#include "tessel/streamio/item_pool.h"
 #include "tessel/streamio/token_istream.h"
 #include "tessel/streamio/token_value.h"
 
@@ -16,6 +17,16 @@ const CToken kNoName;
 
 CBlock_item::~CBlock_item() {
     TESSEL_ASSERT(mRefCount == 0);
+}
+
+void CBlock_item::Destroy() noexcept {
+    if (mPoolOffset == 0) {
+        delete this;
+        return;
+    }
+    auto* chunk = reinterpret_cast<CItemPool::CChunk*>(reinterpret_cast<char*>(this) - mPoolOffset);
+    this->~CBlock_item();
+    CItemPool::Release(chunk);
 }
 
 void CBlock_item::GetName(AString& name) const {
@@ -49,8 +60,7 @@ std::size_t EstimateToken(const CToken& token) noexcept {
 }
 
 std::size_t TextBytes(const CToken& token) noexcept {
-    constexpr std::size_t kInline = 3;  // units that lie in the token itself
-    return token.Length() > kInline ? (token.Length() + 2) * sizeof(wchar_t) : 0;
+    return token.Length() > CToken::kInlineCapacity ? (token.Length() + 2) * sizeof(wchar_t) : 0;
 }
 
 namespace {

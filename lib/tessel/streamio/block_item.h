@@ -19,7 +19,8 @@ struct CMemoryStatistics {
 };
 
 /// One item of a block. Items are shared: each holder (`CBlock_ptr`) counts, and the last one to
-/// let go deletes the item. Counts are plain integers: a tree belongs to one thread at a time.
+/// let go deletes the item. Counts are plain integers: a tree belongs to one thread at a time. So do
+/// items that were read together, also when they were taken apart: they share memory.
 class CBlock_item : public CStreamio_object {
   public:
     /// Destroying an item that somebody still holds fails an assertion.
@@ -31,7 +32,7 @@ class CBlock_item : public CStreamio_object {
     virtual void SetName(const wchar_t* text);
     /// The name itself; a `Null` token for an item without names.
     virtual const CToken& Name() const;
-    virtual void          SetNameToken(const CToken&) {}
+    virtual void          SetNameToken(CToken) {}
     virtual bool          HasName() const { return true; }
     virtual bool          IsEmpty() const { return Count() < 1; }
     /// Items of a block, elements of a vector, arguments of a function, values of a value (0 or 1).
@@ -53,7 +54,7 @@ class CBlock_item : public CStreamio_object {
 
     void AddRef() noexcept { ++mRefCount; }
     void Release() noexcept {
-        if (--mRefCount == 0) delete this;
+        if (--mRefCount == 0) Destroy();
     }
 
   protected:
@@ -63,7 +64,12 @@ class CBlock_item : public CStreamio_object {
     CBlock_item& operator=(const CBlock_item&) noexcept { return *this; }
 
   private:
-    std::int32_t mRefCount = 0;
+    friend class CItemPool;
+
+    void Destroy() noexcept;
+
+    std::int32_t  mRefCount   = 0;
+    std::uint32_t mPoolOffset = 0;  ///< from the start of the pool's chunk; 0: the item lies on its own
 };
 
 /// Units that a token takes at most when it is written as a name or value.

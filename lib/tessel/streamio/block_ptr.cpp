@@ -4,31 +4,40 @@
 #include "tessel/streamio/block_func.h"
 #include "tessel/streamio/block_value.h"
 #include "tessel/streamio/block_vec.h"
+#include "tessel/streamio/item_pool.h"
 #include "tessel/streamio/token_istream.h"
 
 namespace io {
 
 CBlock* CItem_factory::NewBlock() const {
-    return new CBlock;
+    return NewItem<CBlock>(mPool);
 }
 CBlock_func* CItem_factory::NewFunc() const {
-    return new CBlock_func;
+    return NewItem<CBlock_func>(mPool);
 }
 CBlock_vec* CItem_factory::NewVec() const {
-    return new CBlock_vec;
+    return NewItem<CBlock_vec>(mPool);
 }
 
 namespace {
 
 /// The kinds that a name can open, by the delimiter behind it; null when none of them stands there.
 CBlock_func_arg* NewItemByDelimiter(CToken_istream& stream, const CItem_factory& factory) {
-    if (stream.AtDelimiter(L'=')) return new CBlock_named_value;
-    if (stream.AtDelimiter(L'(')) return factory.NewFunc();
-    if (stream.AtDelimiter(L'[')) return factory.NewVec();
+    if (stream.IsAt(L'=')) return NewItem<CBlock_named_value>(factory.Pool());
+    if (stream.IsAt(L'(')) return factory.NewFunc();
+    if (stream.IsAt(L'[')) return factory.NewVec();
     return nullptr;
 }
 
 }  // namespace
+
+void CBlockItemPtr::Read(CToken_istream& stream) {
+    Read(stream, CItem_factory(stream.ItemPool()));
+}
+
+void CBlockFuncArgPtr::Read(CToken_istream& stream) {
+    Read(stream, CItem_factory(stream.ItemPool()));
+}
 
 void CBlockItemPtr::Read(CToken_istream& stream, const CItem_factory& factory) {
     if (!stream.CurrentToken().CanBeName()) throw stream.Error(kStreamioIdentifierExpected);
@@ -36,11 +45,11 @@ void CBlockItemPtr::Read(CToken_istream& stream, const CItem_factory& factory) {
     if (stream.AtBeginKeyword()) {
         item = CBlockItemPtr(factory.NewBlock());
     } else {
-        const CToken name = stream.CurrentToken();
-        stream.NextToken();
+        CToken name;
+        stream.ReadToken(name);
         item = CBlockItemPtr(NewItemByDelimiter(stream, factory));
         if (!item) throw stream.Error(kStreamioParenOrEqualsExpected);
-        item->SetNameToken(name);
+        item->SetNameToken(std::move(name));
     }
     item->Read(stream);
     *this = std::move(item);
@@ -50,19 +59,19 @@ void CBlockFuncArgPtr::Read(CToken_istream& stream, const CItem_factory& factory
     const CToken& first = stream.CurrentToken();
     if (first.IsNoToken() || first.Type() == ETokenType::Symbol) {
         // Nothing before a comma is an empty value; anything else must be one.
-        CBlockFuncArgPtr value(new CBlock_value);
-        if (!stream.AtDelimiter(L',')) value->Read(stream);
+        CBlockFuncArgPtr value(NewItem<CBlock_value>(factory.Pool()));
+        if (!stream.IsAt(L',')) value->Read(stream);
         *this = std::move(value);
         return;
     }
-    const CToken token = first;
-    stream.NextToken();
+    CToken token;
+    stream.ReadToken(token);
     CBlockFuncArgPtr item(NewItemByDelimiter(stream, factory));
     if (item) {
-        item->SetNameToken(token);
+        item->SetNameToken(std::move(token));
         item->Read(stream);
     } else {
-        item = CBlockFuncArgPtr(new CBlock_value(token));
+        item = CBlockFuncArgPtr(NewItem<CBlock_value>(factory.Pool(), std::move(token)));
     }
     *this = std::move(item);
 }

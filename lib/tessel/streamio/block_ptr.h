@@ -73,11 +73,13 @@ class CBlock_ptr : public CStreamio_object {
 class CBlock;
 class CBlock_func;
 class CBlock_vec;
+class CItemPool;
 
-/// Makes the items that a text calls for while it is read; `new` ones, for their holder to delete.
+/// Makes the items that a text calls for while it is read, held by nobody yet.
 class CItem_factory {
   public:
-    CItem_factory()                                = default;
+    /// @param pool  borrowed: where the items are made; null: each on its own.
+    explicit CItem_factory(CItemPool* pool = nullptr) noexcept : mPool(pool) {}
     CItem_factory(const CItem_factory&)            = delete;
     CItem_factory& operator=(const CItem_factory&) = delete;
     virtual ~CItem_factory()                       = default;
@@ -85,6 +87,11 @@ class CItem_factory {
     virtual CBlock*      NewBlock() const;
     virtual CBlock_func* NewFunc() const;
     virtual CBlock_vec*  NewVec() const;
+
+    CItemPool* Pool() const noexcept { return mPool; }
+
+  private:
+    CItemPool* mPool;
 };
 
 /// Holds an item of any kind. Reading makes the item that the text calls for.
@@ -94,7 +101,7 @@ class CBlockItemPtr : public CBlock_ptr<CBlock_item> {
 
     /// Reads one item of a block: a block, a named value, a function or a vector.
     /// @throws XStreamioError  codes 11 and 7 when no item begins here, or what the item throws.
-    void Read(CToken_istream& stream) override { Read(stream, CItem_factory()); }
+    void Read(CToken_istream& stream) override;
     void Read(CToken_istream& stream, const CItem_factory& factory);
 };
 
@@ -103,7 +110,7 @@ class CBlockFuncArgPtr : public CBlock_ptr<CBlock_func_arg> {
   public:
     using CBlock_ptr::CBlock_ptr;
 
-    void Read(CToken_istream& stream) override { Read(stream, CItem_factory()); }
+    void Read(CToken_istream& stream) override;
     void Read(CToken_istream& stream, const CItem_factory& factory);
 };
 

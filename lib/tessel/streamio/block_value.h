@@ -8,7 +8,7 @@ namespace io {
 class CBlock_value : public CBlock_func_arg {
   public:
     CBlock_value() = default;
-    explicit CBlock_value(const CToken& value) : mValue(value) {}
+    explicit CBlock_value(CToken value) noexcept : mValue(std::move(value)) {}
 
     /// @throws XStreamioError  code 5 when the next token is no value.
     void Read(CToken_istream& stream) override;
@@ -37,6 +37,8 @@ class CBlock_named_value : public CBlock_value {
   public:
     CBlock_named_value() = default;
     explicit CBlock_named_value(const wchar_t* name) { SetName(name); }
+    CBlock_named_value(CToken name, CToken value) noexcept
+        : CBlock_value(std::move(value)), mName(std::move(name)) {}
 
     /// Reads the "=" and the value; the name has been read already.
     /// @throws XStreamioError  code 6 without the "=", code 5 without a value.
@@ -47,7 +49,7 @@ class CBlock_named_value : public CBlock_value {
     void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
 
     const CToken& Name() const override { return mName; }
-    void          SetNameToken(const CToken& name) override { mName = name; }
+    void          SetNameToken(CToken name) override { mName = std::move(name); }
     bool          HasName() const override { return true; }
     bool          IsValue() const override { return false; }
     bool          IsNamedValue() const override { return true; }

@@ -16,7 +16,7 @@ void CBlock_vec::Read(CToken_istream& stream) {
     if (stream.AtNumber()) ReadCount(stream);
     CToken element;
     for (;;) {
-        if (stream.AtDelimiter(L']')) {
+        if (stream.IsAt(L']')) {
             stream.NextToken();
             return;
         }
@@ -24,7 +24,7 @@ void CBlock_vec::Read(CToken_istream& stream) {
         stream.CountItem();
         if (!stream.CurrentToken().CanBeValue()) throw stream.Error(kStreamioInvalidValue);
         stream.ReadToken(element);
-        TakeElement(element);
+        TakeElement(std::move(element));
         ReadSeparator(stream);
     }
 }
@@ -32,22 +32,32 @@ void CBlock_vec::Read(CToken_istream& stream) {
 void CBlock_vec::ReadCount(CToken_istream& stream) {
     // Tested before it is known whether this is the count or the first element, so a vector cannot
     // begin with a negative number unless its count is written.
-    std::uint32_t count = 0;
-    if (!GetTokenValue(stream.CurrentToken(), count)) throw stream.Error(kStreamioInvalidVectorSize);
+    if (!IsCount(stream.CurrentToken())) throw stream.Error(kStreamioInvalidVectorSize);
     CToken number;
     stream.ReadToken(number);
-    if (stream.AtDelimiter(L':')) {
+    if (stream.IsAt(L':')) {
         stream.NextToken();
+        Expect(number);
         return;
     }
-    TakeElement(number);
+    TakeElement(std::move(number));
     ReadSeparator(stream);
 }
 
+bool CBlock_vec::IsCount(const CToken& number) noexcept {
+    std::uint32_t count = 0;
+    return GetTokenValue(number, count);
+}
+
+void CBlock_vec::Expect(const CToken& count) {
+    constexpr double kMost = 16;  // a count can say anything
+    mElements.reserve(static_cast<std::size_t>(std::clamp(count.Number(), 0.0, kMost)));
+}
+
 void CBlock_vec::ReadSeparator(CToken_istream& stream) {
-    if (stream.AtDelimiter(L',')) {
+    if (stream.IsAt(L',')) {
         stream.NextToken();
-    } else if (!stream.IsCommaOptional() && !stream.AtDelimiter(L']')) {
+    } else if (!stream.IsCommaOptional() && !stream.IsAt(L']')) {
         throw stream.Error(kStreamioCloseOrCommaExpected);
     }
 }

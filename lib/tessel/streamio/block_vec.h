@@ -26,14 +26,19 @@ class CBlock_vec : public CBlock_func_arg {
     void        MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const override;
 
     const CToken& Name() const override { return mName; }
-    void          SetNameToken(const CToken& name) override { mName = name; }
+    void          SetNameToken(CToken name) override { mName = std::move(name); }
     std::size_t   Count() const override { return mElements.size(); }
     void          Clear() override { mElements.clear(); }
     bool          IsVec() const override { return true; }
     const CToken* SoleValue() const override { return mElements.size() == 1 ? &mElements[0] : nullptr; }
 
     const std::vector<CToken>& Elements() const noexcept { return mElements; }
-    void                       Append(const CToken& element) { mElements.push_back(element); }
+    void                       Append(CToken element) { mElements.push_back(std::move(element)); }
+
+    /// Whether a number can be the count before a ":".
+    static bool IsCount(const CToken& number) noexcept;
+    /// Makes room for as many elements as a count says, up to what is never too much.
+    void Expect(const CToken& count);
 
     /// The texts of all elements; empty for one that has none.
     std::vector<AString> Strings() const;
@@ -42,7 +47,7 @@ class CBlock_vec : public CBlock_func_arg {
 
   protected:
     /// Takes an element that was read; appends it.
-    virtual void TakeElement(const CToken& element) { mElements.push_back(element); }
+    virtual void TakeElement(CToken element) { mElements.push_back(std::move(element)); }
 
   private:
     void ReadCount(CToken_istream& stream);

@@ -2,9 +2,13 @@
 
 #include "tessel/strings/astringwchar.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace io {
 
@@ -52,30 +56,86 @@ constexpr bool IsQuotedType(ETokenType type) noexcept {
 
 /// One token: a kind, and the text or the number that the kind carries.
 ///
-/// Texts of up to three characters lie in the token itself; longer ones (and any text that holds a
-/// NUL) in a block shared by the copies of the token. Copies made on two threads must not share a
-/// text: the count of sharers is a plain byte.
+/// Short texts (`kInlineCapacity`) lie in the token itself; longer ones, and any text that holds a NUL,
+/// in a block shared by the copies of the token, and by tokens of equal text that one stream delivers.
+/// The count of sharers is a plain byte: what one stream has read belongs to one thread at a time.
 class CToken {
+  private:
+    union UValue {
+        double        mNumber;  ///< numeric kinds
+        std::uint64_t mLength;  ///< text kinds with a shared text: its length
+        wchar_t       mInline[sizeof(double) / sizeof(wchar_t)];  ///< text kinds without: the text itself
+    };
+
   public:
+    /// Units of text that lie in the token, a zero behind them: three on Windows, one on Linux.
+    static constexpr std::size_t kInlineCapacity = std::size(decltype(UValue::mInline){}) - 1;
+
     CToken() noexcept = default;
     /// A token that carries nothing (or an empty text).
     explicit CToken(ETokenType type) noexcept : mType(type) {}
     CToken(ETokenType type, std::wstring_view text) : CToken() { SetText(type, text); }
     CToken(ETokenType type, double number) noexcept : CToken() { SetNumber(type, number); }
-    CToken(const CToken& other);
-    CToken(CToken&& other) noexcept;
-    CToken& operator=(const CToken& other);
-    CToken& operator=(CToken&& other) noexcept;
-    ~CToken() { DropText(); }
+    CToken(const CToken& other) : mType(other.mType), mValue(other.mValue) {
+        if (other.mText != nullptr) CopyText(other);
+    }
+    CToken(CToken&& other) noexcept : mType(other.mType), mText(other.mText), mValue(other.mValue) {
+        other.Forget();
+    }
+    CToken& operator=(const CToken& other) {
+        if (this != &other) *this = CToken(other);
+        return *this;
+    }
+    CToken& operator=(CToken&& other) noexcept {
+        if (this == &other) return *this;
+        if (mText != nullptr) DropText();
+        mType  = other.mType;
+        mText  = other.mText;
+        mValue = other.mValue;
+        other.Forget();
+        return *this;
+    }
+    ~CToken() {
+        if (mText != nullptr) DropText();
+    }
 
     /// Becomes a text token. @pre `IsTextType(type)`.
     void SetText(ETokenType type, std::wstring_view text);
+    /// Becomes a `Symbol` of this character, which is not NUL.
+    void SetSymbol(wchar_t ch) noexcept {
+        Clear();
+        mType             = ETokenType::Symbol;
+        mValue.mInline[0] = ch;
+    }
+    /// Becomes a text token that shares the long text of another. False, with nothing changed, when that
+    /// has as many sharers as it can have.
+    bool ShareText(ETokenType type, const CToken& other) noexcept {
+        if (Sharers(other.mText) == kMaxSharers) return false;
+        Clear();
+        ++Sharers(other.mText);
+        mType          = type;
+        mText          = other.mText;
+        mValue.mLength = other.mValue.mLength;
+        return true;
+    }
+    /// Whether this is a token with this text, outside of itself.
+    bool HasSharedText(std::wstring_view text) const noexcept {
+        return mText != nullptr && mValue.mLength == text.size() &&
+               std::equal(text.begin(), text.end(), mText);
+    }
     /// Becomes a numeric token. @pre `IsNumericType(type)`.
-    void SetNumber(ETokenType type, double number) noexcept;
+    void SetNumber(ETokenType type, double number) noexcept {
+        Clear();
+        mType          = type;
+        mValue.mNumber = number;
+    }
     /// Keeps the characters that a token without text was read from.
     void KeepSpelling(std::wstring_view spelling);
     /// Becomes a `Null` token.
-    void Clear() noexcept { *this = CToken(); }
+    void Clear() noexcept {
+        if (mText != nullptr) DropText();
+        Forget();
+    }
 
     ETokenType Type() const noexcept { return mType; }
     bool       IsNumeric() const noexcept { return IsNumericType(mType); }
@@ -83,23 +143,45 @@ class CToken {
     bool       IsQuoted() const noexcept { return IsQuotedType(mType); }
     bool       IsBoolean() const noexcept { return mType == ETokenType::True || mType == ETokenType::False; }
     /// True for kinds that stand for no token at all, and for a text kind without text.
-    bool IsNoToken() const noexcept;
+    bool IsNoToken() const noexcept {
+        switch (mType) {
+            case ETokenType::Null:
+            case ETokenType::Eol:
+            case ETokenType::Eof:
+            case ETokenType::Error:
+                return true;
+            default:
+                return IsText() && Length() == 0;
+        }
+    }
     /// True for a token that has a text, be it empty.
     bool HasText() const noexcept { return IsText() || mText != nullptr; }
     /// True when the token can stand for a name: quoted (also empty), or a word, number or boolean.
-    bool CanBeName() const noexcept;
+    bool CanBeName() const noexcept { return IsQuoted() || (mType != ETokenType::Symbol && !IsNoToken()); }
     /// True when the token can stand as a value: word, quoted text, number or boolean.
-    bool CanBeValue() const noexcept;
+    bool CanBeValue() const noexcept {
+        return mType == ETokenType::Keyword || IsQuoted() || IsNumeric() || IsBoolean();
+    }
     /// True when the token is this one-character `Symbol`.
-    bool IsSymbol(wchar_t ch) const noexcept;
+    bool IsSymbol(wchar_t ch) const noexcept {
+        if (mType != ETokenType::Symbol) return false;
+        if (mText != nullptr) return Length() == 1 && mText[0] == ch;
+        return ch != 0 && mValue.mInline[0] == ch && mValue.mInline[1] == 0;
+    }
 
     /// The number of a numeric token, 0 for any other.
     double Number() const noexcept { return IsNumeric() ? mValue.mNumber : 0.0; }
     /// The text, NUL-terminated, never null; valid while this token is unchanged. Numeric and other
     /// tokens have one only when their spelling was kept.
-    const wchar_t* Text() const noexcept;
+    const wchar_t* Text() const noexcept {
+        if (mText != nullptr) return mText;
+        return IsText() ? mValue.mInline : L"";
+    }
     /// Length of the text in code units.
-    std::size_t       Length() const noexcept;
+    std::size_t Length() const noexcept {
+        if (mText == nullptr) return InlineLength();
+        return IsText() ? static_cast<std::size_t>(mValue.mLength) : std::char_traits<wchar_t>::length(mText);
+    }
     std::wstring_view View() const noexcept { return {Text(), Length()}; }
     AString           String() const { return AString(Text(), Length()); }
 
@@ -107,23 +189,35 @@ class CToken {
     AString Dump() const;
 
   private:
-    static constexpr std::size_t kInlineCapacity = 3;  ///< units; a zero follows
+    std::size_t InlineLength() const noexcept {
+        std::size_t length = 0;
+        while (IsText() && mValue.mInline[length] != 0)
+            ++length;
+        return length;
+    }
+    // A shared text is one block: padding, the count of sharers in the last byte before the characters,
+    // the characters, a zero. At 255 sharers the next copy gets a block of its own.
+    using CSharers                        = std::uint8_t;
+    static constexpr CSharers kMaxSharers = 255;
+    static CSharers& Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
 
-    union UValue {
-        double        mNumber;                       ///< numeric kinds
-        std::uint64_t mLength;                       ///< text kinds with a shared text: its length
-        wchar_t       mInline[kInlineCapacity + 1];  ///< text kinds without: the text itself
-    };
-
-    void ShareText(const CToken& other);
-    void DropText() noexcept;
+    void CopyText(const CToken& other);
+    void DropText() noexcept {
+        if (--Sharers(mText) == 0) DeleteText(mText);
+    }
+    static void DeleteText(wchar_t* text) noexcept;
+    /// Becomes a `Null` token without letting go of the text.
+    void Forget() noexcept {
+        mType  = ETokenType::Null;
+        mText  = nullptr;
+        mValue = UValue{};
+    }
 
     ETokenType mType = ETokenType::Null;
     wchar_t*   mText = nullptr;  ///< the shared text; the byte before it counts its sharers
     UValue     mValue{};
 };
 
-static_assert(sizeof(wchar_t) != 2 || sizeof(CToken) == 2 * sizeof(void*) + 8,
-              "on Windows a token is a kind, a pointer and 64 bits");
+static_assert(sizeof(CToken) == 2 * sizeof(void*) + 8, "a token is a kind, a pointer and 64 bits");
 
 }  // namespace io

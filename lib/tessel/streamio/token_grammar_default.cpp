@@ -9,6 +9,7 @@ namespace {
 // At namespace scope, not in the function: a guarded local static costs a module that is loaded
 // and unloaded many times a handle each time.
 CToken_grammar_default gShared;
+const CLexTable        gSharedTable(gShared);
 
 }  // namespace
 
@@ -18,6 +19,10 @@ CToken_grammar_default::CToken_grammar_default() {
 
 CToken_grammar_default& CToken_grammar_default::Shared() noexcept {
     return gShared;
+}
+
+const CLexTable& CToken_grammar_default::SharedTable() noexcept {
+    return gSharedTable;
 }
 
 void CToken_grammar_default::AddCommentChars(const wchar_t*) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tessel/streamio/lex_table.h"
 #include "tessel/streamio/token_grammar.h"
 
 namespace io {
@@ -19,6 +20,8 @@ class CToken_grammar_default final : public CToken_grammar {
 
     /// The one instance; made when the program or module is loaded.
     static CToken_grammar_default& Shared() noexcept;
+    /// Its table.
+    static const CLexTable& SharedTable() noexcept;
 };
 
 }  // namespace io

@@ -115,22 +115,6 @@ void CToken_istream::SetReadLimits(std::size_t units, std::size_t items) {
 
 // --- tokens
 
-bool CToken_istream::Begin() {
-    if (!CanLook()) return false;
-    mGood = true;
-    return true;
-}
-
-const CToken& CToken_istream::Load() {
-    for (;;) {
-        const CToken& token = mTokenStreamBuf->CurrentToken();
-        const bool    pass =
-            token.Type() == ETokenType::Null || (mSkipEndOfLine && token.Type() == ETokenType::Eol);
-        if (!pass) return token;
-        mTokenStreamBuf->NextToken();
-    }
-}
-
 const CToken& CToken_istream::CurrentToken() {
     return Begin() ? Load() : mTokenStreamBuf->CurrentToken();
 }
@@ -143,8 +127,8 @@ void CToken_istream::NextToken() {
 
 void CToken_istream::ReadToken(CToken& token) {
     if (!Begin()) return;
-    token = Load();
-    mTokenStreamBuf->NextToken();
+    Load();
+    token = mTokenStreamBuf->TakeToken();
 }
 
 void CToken_istream::PushBackToken(const CToken& token, ACharStreamOff offset) {
@@ -191,7 +175,7 @@ bool CToken_istream::AtNumber() {
     return Begin() && Load().IsNumeric();
 }
 bool CToken_istream::AtDelimiter(wchar_t c) {
-    return Begin() && Load().IsSymbol(c);
+    return IsAt(c);
 }
 
 bool CToken_istream::CurrentNumberEquals(double number) {
@@ -360,6 +344,16 @@ void CToken_istream::SetPos(const CAbstract_stream_pos& pos) {
 CToken_istream::CNesting::CNesting(CToken_istream& stream) : mStream(stream) {
     if (mStream.IsNestingFull()) throw mStream.Error(kStreamioInvalidBlockItem);
     ++mStream.mDepth;
+}
+
+CToken_istream::CTree::CTree(CToken_istream& stream) : mStream(stream) {
+    if (mStream.mTrees++ == 0) mStream.mTokenStreamBuf->ShareTexts(true);
+}
+
+CToken_istream::CTree::~CTree() {
+    if (--mStream.mTrees != 0) return;
+    mStream.mTokenStreamBuf->ShareTexts(false);
+    mStream.mItemPool.LetGo();
 }
 
 }  // namespace io

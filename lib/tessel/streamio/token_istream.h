@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessel/streamio/abstract_istream.h"
+#include "tessel/streamio/item_pool.h"
 #include "tessel/streamio/streamio_error.h"
 #include "tessel/streamio/token_grammar.h"
 #include "tessel/streamio/token_streambuf.h"
@@ -115,10 +116,23 @@ class CToken_istream : public CAbstract_istream {
     /// An error of this code at the current line, to be thrown.
     XStreamioError Error(EStreamioError code) const { return {code, LineNumber()}; }
 
+    /// Whether lines may be read where their characters lie (`CBlockLines`): the stream stands at the end
+    /// or start of a line, and reads with keywords that can be told from all else.
+    bool CanReadLines() const noexcept {
+        const ETokenType at = mTokenStreamBuf->CurrentToken().Type();
+        return mGood && mSkipEndOfLine && (at == ETokenType::Eol || at == ETokenType::Null) &&
+               !mTokenStreamBuf->HasPushedBackTokens() && mBeginKind == ETokenType::Keyword &&
+               mEndKind == ETokenType::Keyword;
+    }
+    bool MayCountItems(std::size_t items) const noexcept { return items <= mItemsLeft; }
+    void CountItems(std::size_t items) noexcept { mItemsLeft -= items; }
+
     /// Consumes the block that begins here, with all that it holds.
     void SkipBlock();
     /// Whether no further level of nesting is allowed.
     bool IsNestingFull() const noexcept { return mDepth == kMaxNesting; }
+    /// `AtDelimiter` for the item readers, who ask again and again.
+    bool IsAt(wchar_t c) { return Begin() && Load().IsSymbol(c); }
     /// Counts a level of nesting while it lives.
     /// @throws XStreamioError  code 4 at the level past `kMaxNesting`.
     class CNesting {
@@ -132,19 +146,43 @@ class CToken_istream : public CAbstract_istream {
         CToken_istream& mStream;
     };
 
+    /// While it lives, what is read belongs to one tree: its items come from one pool, and equal texts
+    /// are shared. Trees read one after the other share nothing.
+    class CTree {
+      public:
+        explicit CTree(CToken_istream& stream);
+        ~CTree();
+        CTree(const CTree&)            = delete;
+        CTree& operator=(const CTree&) = delete;
+
+      private:
+        CToken_istream& mStream;
+    };
+    /// Where the items of the tree that is being read are made; null outside of any.
+    CItemPool* ItemPool() noexcept { return mTrees != 0 ? &mItemPool : nullptr; }
+
   protected:
     /// For streams over units of another kind.
     CToken_istream(std::unique_ptr<std::wistream> stream, std::uint32_t flags, const CToken_grammar* grammar,
                    ECodeCvt codeCvt);
 
   private:
-    void          OpenIndex(bool apply);
-    const CToken& Load();
-    bool          Begin();
-    bool          CanLook() const noexcept { return mGood || !mStickyFailure; }
-    bool          IsKeyword(ETokenType kind, const AString& keyword);
-    ETokenType    KindOf(const AString& keyword) const;
-    bool          SearchBlock(const AString& name);
+    void OpenIndex(bool apply);
+    bool CanLook() const noexcept { return mGood || !mStickyFailure; }
+    bool Begin() noexcept {
+        if (!CanLook()) return false;
+        mGood = true;
+        return true;
+    }
+    const CToken& Load() {
+        const CToken* token = &mTokenStreamBuf->CurrentToken();
+        while (token->Type() == ETokenType::Null || (mSkipEndOfLine && token->Type() == ETokenType::Eol))
+            token = &mTokenStreamBuf->NextToken();
+        return *token;
+    }
+    bool       IsKeyword(ETokenType kind, const AString& keyword);
+    ETokenType KindOf(const AString& keyword) const;
+    bool       SearchBlock(const AString& name);
     /// Consumes the begin of a block, the end of one with its name, or any other token; returns by how
     /// many levels that goes up.
     int PassOver();
@@ -160,7 +198,9 @@ class CToken_istream : public CAbstract_istream {
     ETokenType                        mBeginKind;
     ETokenType                        mEndKind;
     std::unique_ptr<CBlock_index>     mIndex;  ///< what `FindBlock` goes by, if anything
-    unsigned                          mDepth     = 0;
+    unsigned                          mDepth = 0;
+    CItemPool                         mItemPool;
+    unsigned                          mTrees     = 0;  ///< that are being read, one within the other
     std::size_t                       mItemsLeft = static_cast<std::size_t>(-1);
 };
 

@@ -47,19 +47,23 @@ ACharStreamOff CToken_streambuf::CurrentOffset() const {
 
 // --- tokens
 
-const CToken& CToken_streambuf::CurrentToken() const noexcept {
-    return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1].mToken : mCurrentToken;
+const CToken& CToken_streambuf::NextToken() {
+    TakeToken();
+    return CurrentToken();
 }
 
-const CToken& CToken_streambuf::NextToken() {
-    const ETokenType passed = CurrentToken().Type();
-    mAtLineStart            = passed == ETokenType::Eol || passed == ETokenType::Null;
-    if (mTokenPushBackCount != 0) {
-        mTokenPushBack[--mTokenPushBackCount].mToken.Clear();
-    } else {
-        ReadCurrentToken();
-    }
-    return CurrentToken();
+CToken CToken_streambuf::TakeToken() {
+    const bool pushedBack = mTokenPushBackCount != 0;
+    CToken     token = std::move(pushedBack ? mTokenPushBack[--mTokenPushBackCount].mToken : mCurrentToken);
+    mAtLineStart     = token.Type() == ETokenType::Eol || token.Type() == ETokenType::Null;
+    if (!pushedBack) ReadCurrentToken();
+    return token;
+}
+
+void CToken_streambuf::GoInPlace(const CInPlaceCursor& cursor) {
+    PassInPlace(cursor);
+    mCurrentToken = CToken(ETokenType::Eol);
+    mAtLineStart  = false;
 }
 
 ACharStreamOff CToken_streambuf::TokenOffset() const noexcept {
@@ -110,6 +114,19 @@ bool CToken_streambuf::NamesEqual(std::wstring_view a, std::wstring_view b) cons
 }
 
 // --- characters
+
+bool CToken_streambuf::HandBack() {
+    // The look-ahead goes back to where it was read from, if that is still there.
+    const wchar_t* next = CGetArea::Next(*mStreamBuf);
+    if (mLookAheadUnits != 1 || next == CGetArea::Start(*mStreamBuf) ||
+        static_cast<LexChar>(next[-1]) != mLookAhead)
+        return false;
+    CGetArea::Move(*mStreamBuf, -1);
+    ++mUnitsLeft;
+    --mUnitOffset;
+    mLookAheadUnits = 0;
+    return true;
+}
 
 LexChar CToken_streambuf::ReadUnit() {
     if (!mByteSplit) return ReadWholeUnit();

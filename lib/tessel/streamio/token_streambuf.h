@@ -1,9 +1,12 @@
 #pragma once
 
 #include "tessel/streamio/base_grammar.h"
+#include "tessel/streamio/get_area.h"
+#include "tessel/streamio/in_place_cursor.h"
 #include "tessel/streamio/streamio_pos.h"
 #include "tessel/streamio/token.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +16,10 @@
 
 namespace io {
 
-inline constexpr std::size_t    kMaxPushBack      = 64;  ///< characters
-inline constexpr std::size_t    kMaxTokenPushBack = 10;  ///< tokens
-inline constexpr ACharStreamOff kUnknownOffset    = -1;  ///< of a token that comes from nowhere
+inline constexpr std::size_t    kMaxPushBack      = 64;            ///< characters
+inline constexpr std::size_t    kMaxTokenPushBack = 10;            ///< tokens
+inline constexpr double         kMaxVectorCount   = 4294967295.0;  ///< that can be written before a ":"
+inline constexpr ACharStreamOff kUnknownOffset    = -1;            ///< of a token that comes from nowhere
 
 /// How the units of the underlying buffer become characters.
 enum ECodeCvt : std::uint32_t {
@@ -91,10 +95,20 @@ class CToken_streambuf {
 
     // --- tokens
 
+    bool HasPushedBackTokens() const noexcept { return mTokenPushBackCount != 0; }
     /// The last token pushed back, else the token read last (`Null` before the first).
-    const CToken& CurrentToken() const noexcept;
+    const CToken& CurrentToken() const noexcept {
+        return mTokenPushBackCount != 0 ? mTokenPushBack[mTokenPushBackCount - 1].mToken : mCurrentToken;
+    }
     /// Advances: drops the last token pushed back, or reads a new one. Returns the new current token.
     const CToken& NextToken();
+    /// Returns the current token and advances.
+    CToken TakeToken();
+    /// A cursor over the characters behind the current token, as many as lie ready in memory. False when
+    /// there are none, or when tokens cannot be lexed from them as they lie.
+    virtual bool OpenInPlace(CInPlaceCursor&) { return false; }
+    /// Goes to where a cursor has got to: the line end passed over last is the current token.
+    void GoInPlace(const CInPlaceCursor& cursor);
     /// Makes a copy of `token` the current token. An eleventh fails an assertion and is dropped.
     /// @param offset  what `TokenOffset` answered when it was the current token before.
     void PushBackToken(const CToken& token, ACharStreamOff offset = kUnknownOffset);
@@ -170,6 +184,10 @@ class CToken_streambuf {
     /// Words that a name must not look like.
     void SetBlockKeywords(const AString& begin, const AString& end);
 
+    /// On: tokens of equal text share it, where that is found out easily. Off: those to come share none with
+    /// those that came.
+    virtual void ShareTexts(bool) {}
+
     void      SetReturnComments(bool on) noexcept { mReturnComments = on; }
     void      SetReturnWhiteSpace(bool on) noexcept { mReturnWhiteSpace = on; }
     void      SetCaseMode(ECaseMode mode) noexcept { mCaseMode = mode; }
@@ -218,12 +236,37 @@ class CToken_streambuf {
     void StartLine() noexcept { mAtLineStart = true; }
     /// Reads a new token into the current one, whatever is pushed back.
     void ReadCurrentToken();
+    /// Goes to where a cursor has got to, with all but the current token.
+    void PassInPlace(const CInPlaceCursor& cursor) {
+        mTokenOffset = mUnitOffset + static_cast<ACharStreamOff>(cursor.TokenUnits());
+        TakeUnits(cursor.Units());
+        mLine += cursor.Lines();
+    }
     /// A reader says so when it meets the first character of the token that it reads.
     void MarkTokenStart() noexcept {
         mTokenOffset = mUnitOffset - static_cast<ACharStreamOff>(UnitsHeld() + mPushBackCount);
     }
     /// Reads the next unit as it is, past any decoding; nothing may be pushed back.
     LexChar ReadByte();
+
+    /// The units that lie ready in the underlying buffer, from the next one to be read on. Empty while
+    /// a character is pushed back, or held in a way that does not let it be handed back.
+    std::wstring_view ReadyUnits() {
+        if (mStreamBuf == nullptr || mPushBackCount != 0 || mWaitingCount != 0 || mByteSplit) return {};
+        if (mLookAheadUnits != 0 && !HandBack()) return {};
+        constexpr std::size_t kMost = std::size_t{1} << 30;  // a get area is moved by an int
+        const wchar_t*        next  = CGetArea::Next(*mStreamBuf);
+        const auto            ready = static_cast<std::size_t>(CGetArea::End(*mStreamBuf) - next);
+        return {next, std::min({ready, mUnitsLeft, kMost})};
+    }
+    /// Consumes so many of them, which are characters as they stand.
+    void TakeUnits(std::size_t count) {
+        CGetArea::Move(*mStreamBuf, static_cast<std::ptrdiff_t>(count));
+        mUnitsLeft -= count;
+        mUnitOffset += static_cast<ACharStreamOff>(count);
+    }
+    /// Whether units below 128 are characters as they stand.
+    bool IsAsciiPlain() const noexcept { return mCodeCvt != kImbuedStream; }
 
     /// Takes the place into a state of the derived class's making.
     void SaveStateInto(CToken_stream_state& saved);
@@ -243,6 +286,7 @@ class CToken_streambuf {
 
     bool           Find(const ETokenType* type, const AString& text, bool atLineStartOnly);
     ACharStreamOff CurrentOffset() const;
+    bool           HandBack();
     LexChar        ReadUnit();
     LexChar        ReadWholeUnit();
     LexChar        NextUnit();

@@ -20,11 +20,6 @@ constexpr struct {
     {L'n', L'\n'}, {L'r', L'\r'}, {L't', L'\t'}, {L'v', L'\v'},
 };
 
-bool EqualNoCase(std::wstring_view text, std::wstring_view lowered) noexcept {
-    return std::equal(text.begin(), text.end(), lowered.begin(), lowered.end(),
-                      [](wchar_t a, wchar_t b) { return AString::LowerChar(a) == b; });
-}
-
 /// Characters beyond the 16-bit range are two units of text.
 void AppendUnits(AString& text, LexChar ch) {
     if (ch >= kCharMax) {
@@ -38,10 +33,13 @@ void AppendUnits(AString& text, LexChar ch) {
 
 CToken_textstreambuf::CToken_textstreambuf(std::wstreambuf* a_streambuf, const CBase_grammar& grammar,
                                            EDirection direction)
-    : CToken_streambuf(a_streambuf, direction), mGrammar(grammar) {}
+    : CToken_streambuf(a_streambuf, direction), mGrammar(grammar) {
+    if (direction == EDirection::kRead) InitInPlace();
+}
 
 void CToken_textstreambuf::ReadToken(CToken& token) {
     token.Clear();
+    if (ReadTokenInPlace(token)) return;
     mText.clear();
     mSpecial      = ESpecial::kNone;
     mCDataMatched = 0;
@@ -53,7 +51,26 @@ void CToken_textstreambuf::ReadToken(CToken& token) {
         mNext = mGrammar.Transition(state, mGrammar.Classify(mCh, state));
         if (Act(mGrammar.Action(mNext), token)) return;
         state = mNext;
+        if (IsRunState(state)) PassRun(state);
     }
+}
+
+/// The states in which most characters of long tokens are met.
+bool CToken_textstreambuf::IsRunState(ELexState state) noexcept {
+    return state == kInSingle || state == kInDouble || state == kInCData || state == kInComment;
+}
+
+/// What the loop above would do, one by one, with the characters that lie ready and leave the state as it
+/// is: they are appended as they stand, or dropped.
+void CToken_textstreambuf::PassRun(ELexState state) {
+    if (!IsAsciiPlain() || !mInPlace.mTable->IsPlain()) return;
+    const std::wstring_view units = ReadyUnits();
+    std::size_t             run   = 0;
+    while (run != units.size() && mInPlace.mTable->Stays(state, units[run]))
+        ++run;
+    if (run == 0) return;
+    if (mGrammar.ModeOf(state) != kModeComment || ReturnsComments()) mText.append(units.substr(0, run));
+    TakeUnits(run);
 }
 
 bool CToken_textstreambuf::Act(ELexAction action, CToken& token) {
@@ -254,14 +271,11 @@ bool CToken_textstreambuf::ActEndWord(CToken& token) {
     if (mSpecial != ESpecial::kNone)
         return mText.size() == SpecialSpelling().size() ? EmitSpecialNumber(token)
                                                         : GiveUpSpecialNumber(token);
-    if (EqualNoCase(mText, mGrammar.TrueSpelling())) return EmitPlain(token, ETokenType::True);
-    if (EqualNoCase(mText, mGrammar.FalseSpelling())) return EmitPlain(token, ETokenType::False);
-    if (EqualNoCase(mText, mGrammar.CDataOpen())) {
-        mText.clear();
-        mNext = kInCData;
-        return false;
-    }
-    return Emit(token, ETokenType::Keyword);
+    const ETokenType type = mGrammar.TypeOfWord(mText);
+    if (type != ETokenType::CData) return Emit(token, type);
+    mText.clear();
+    mNext = kInCData;
+    return false;
 }
 
 bool CToken_textstreambuf::ActEndDelimited(CToken& token) {

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "tessel/streamio/in_place_cursor.h"
+#include "tessel/streamio/lex_table.h"
 #include "tessel/streamio/token_grammar_default.h"
 #include "tessel/streamio/token_streambuf.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,6 +33,8 @@ class CToken_textstreambuf : public CToken_streambuf {
     void        SkipToEol() override;
     void        NewLine(AString& line) override;
     EFormatKind FormatKind() const noexcept override { return kFormatText; }
+    void        ShareTexts(bool on) override;
+    bool        OpenInPlace(CInPlaceCursor& cursor) override;
 
     /// Keeps the characters that numbers, booleans and the like were read from.
     void SetKeepText(bool on) noexcept { mKeepText = on; }
@@ -77,6 +82,13 @@ class CToken_textstreambuf : public CToken_streambuf {
     void ReadToken(CToken& token) override;
 
   private:
+    // Reading where the characters lie: `token_textstreambuf_in_place.cpp`.
+    void InitInPlace();
+    bool ReadTokenInPlace(CToken& token);
+
+    static bool IsRunState(ELexState state) noexcept;
+    void        PassRun(ELexState state);
+
     /// A special number that may be being read; its spelling is matched character by character.
     enum class ESpecial { kNone, kInfinity, kNan };
 
@@ -121,9 +133,13 @@ class CToken_textstreambuf : public CToken_streambuf {
     /// The kind of a text that the lexer would deliver as one token; `Error` for any other.
     ETokenType ScanWhole(std::wstring_view text) const;
 
-    const CBase_grammar& mGrammar;
-    bool                 mKeepText       = false;
-    bool                 mSpecialNumbers = false;
+    const CBase_grammar&             mGrammar;
+    std::unique_ptr<const CLexTable> mOwnTable;  ///< of a grammar that is not the default one
+    CRecentTexts                     mRecentTexts;
+    CInPlaceRules                    mInPlace;
+
+    bool mKeepText       = false;
+    bool mSpecialNumbers = false;
 
     // The token being gathered.
     std::wstring mText;

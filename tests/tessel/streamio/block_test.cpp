@@ -113,9 +113,13 @@ TEST(Block, ErasesOneOfSeveralPlacesOfAnItem) {
 }
 
 TEST(Block, ErasesItemsThatWereRenamedOrReplaced) {
+    CBlock unsearched = Sample();
+    (*At(unsearched, 0))->SetName(L"new");
+    EXPECT_EQ(Found(unsearched, L"new"), "new=1");
     CBlock block = Sample();
+    EXPECT_EQ(Found(block, L"x"), "x=1");
     (*At(block, 0))->SetName(L"new");
-    EXPECT_EQ(Found(block, L"x"), "new=1");  // still under the name that it was added with
+    EXPECT_EQ(Found(block, L"x"), "new=1");  // still under the name that it had when names were looked up
     block.EraseAt(At(block, 0));
     EXPECT_EQ(Found(block, L"x"), "X=3");
     EXPECT_EQ(Found(block, L"new"), "none");
@@ -143,6 +147,7 @@ TEST(Block, KeepsItsCursorOnTheLastItemAdded) {
     block.AddItem(Value(L"z", 2));
     block.EraseAt(block.Find(std::wstring_view(L"z")));
     EXPECT_EQ(block.Cursor(), block.ItemsEnd());
+    block.AddItem(Value(L"z", 2));
     block.Clear();
     EXPECT_EQ(block.Cursor(), block.ItemsEnd());
 }
@@ -170,7 +175,9 @@ TEST(Block, CopiesShareTheirItems) {
     EXPECT_EQ(block.Count(), 4u);
 
     copy.AddError(XStreamioError(5, 1));
+    EXPECT_EQ(Found(copy, L"none"), "none");
     copy = block;
+    EXPECT_TRUE(copy.WasFound());
     EXPECT_EQ(Dump(copy), Dump(block));
     const CBlock& self = copy;
     copy               = self;
@@ -221,6 +228,9 @@ TEST(Block, LooksValuesUpByKindAndName) {
     EXPECT_TRUE(block.LookUp(vec));
     EXPECT_EQ(Dump(vec), "Y[2]");
     EXPECT_TRUE(block.IsGood() && block.WasFound());
+    CBlock assigned;
+    assigned = block;
+    EXPECT_TRUE(assigned.IsGood() && CBlock(block).IsGood());
     CBlock_named_value missing(L"z");
     EXPECT_FALSE(block.LookUp(missing));
     EXPECT_FALSE(block.IsGood() || block.WasFound());

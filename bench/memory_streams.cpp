@@ -1,0 +1,48 @@
+#include "bench/memory_streams.h"
+
+#include <algorithm>
+
+namespace bench {
+
+CMemoryInput::int_type CMemoryInput::underflow() {
+    if (gptr() != egptr()) return traits_type::to_int_type(*gptr());
+    const std::size_t kept  = std::min(kPutBack, mReached);
+    const std::size_t count = std::min(kPiece, mBytes.size() - mReached);
+    if (count == 0) return traits_type::eof();
+    const auto piece = mBytes.substr(mReached - kept, kept + count);
+    std::transform(piece.begin(), piece.end(), mUnits,
+                   [](char byte) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)); });
+    mReached += count;
+    setg(mUnits, mUnits + kept, mUnits + kept + count);
+    return traits_type::to_int_type(*gptr());
+}
+
+CMemoryInput::pos_type CMemoryInput::seekoff(off_type offset, std::ios_base::seekdir from,
+                                             std::ios_base::openmode) {
+    const auto here   = static_cast<off_type>(mReached) - (egptr() - gptr());
+    const auto end    = static_cast<off_type>(mBytes.size());
+    const auto target = offset + (from == std::ios_base::beg ? 0 : from == std::ios_base::cur ? here : end);
+    if (target < 0 || target > end) return pos_type(off_type(-1));
+    if (target != here) {
+        mReached = static_cast<std::size_t>(target);
+        setg(nullptr, nullptr, nullptr);
+    }
+    return pos_type(target);
+}
+
+int CMemoryOutput::sync() {
+    const std::size_t size = mBytes.size();
+    mBytes.resize(size + static_cast<std::size_t>(pptr() - pbase()));
+    std::transform(pbase(), pptr(), mBytes.begin() + static_cast<std::ptrdiff_t>(size),
+                   [](wchar_t unit) { return static_cast<char>(unit); });
+    setp(mUnits, mUnits + kPiece);
+    return 0;
+}
+
+CMemoryOutput::int_type CMemoryOutput::overflow(int_type unit) {
+    sync();
+    return traits_type::eq_int_type(unit, traits_type::eof()) ? traits_type::not_eof(unit)
+                                                              : sputc(traits_type::to_char_type(unit));
+}
+
+}  // namespace bench

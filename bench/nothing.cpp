@@ -1,0 +1,7 @@
+// The floor of a C++ program: loaded, and done.
+
+#include <iostream>
+
+int main() {
+    return std::cout ? 0 : 1;
+}

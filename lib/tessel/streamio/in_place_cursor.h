@@ -1,0 +1,165 @@
+#pragma once
+
+#include "tessel/streamio/lex_table.h"
+#include "tessel/streamio/recent_texts.h"
+#include "tessel/streamio/token.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace io {
+
+/// What a token buffer's characters are lexed by, where they lie.
+struct CInPlaceRules {
+    const CBase_grammar* mGrammar    = nullptr;
+    const CLexTable*     mTable      = nullptr;  ///< of the grammar
+    bool                 mComments   = false;    ///< are returned
+    bool                 mWhiteSpace = false;    ///< is returned
+    bool                 mWords      = true;     ///< are plain: neither changed in case nor in kind
+    wchar_t              mSpecial    = 0;  ///< the character that may begin a number besides digits; or 0
+    CRecentTexts*        mTexts      = nullptr;
+};
+
+/// Lexes tokens from characters in memory. It goes by the tables that the state machine of the text form
+/// runs by, and knows only what is usual: a token that is not whole in the units, or has characters from
+/// 128 on, escapes, an exponent's sign left over and the like, is not lexed: the answer is false, and the
+/// state machine must have its turn, from the place where the cursor was before.
+class CInPlaceCursor {
+  public:
+    CInPlaceCursor() = default;
+    CInPlaceCursor(const CInPlaceRules& rules, std::wstring_view units) noexcept
+        : mRules(&rules), mFrom(units.data()), mNext(mFrom), mEnd(mFrom + units.size()), mToken(mFrom) {}
+
+    /// Lexes the next token.
+    bool Lex(CToken& token);
+    /// Passes over this symbol, if it is next.
+    bool SkipSymbol(wchar_t symbol) noexcept;
+    /// Passes over a line end, if it is next.
+    bool SkipLineEnd() noexcept { return EndLine(Skip()); }
+
+    bool IsOpen() const noexcept { return mRules != nullptr; }
+    /// Units passed over.
+    std::size_t Units() const noexcept { return static_cast<std::size_t>(mNext - mFrom); }
+    /// Units before the token lexed, or the line end passed over, last.
+    std::size_t   TokenUnits() const noexcept { return static_cast<std::size_t>(mToken - mFrom); }
+    std::uint32_t Lines() const noexcept { return mLines; }
+
+  private:
+    using CUnits = const wchar_t*;
+
+    const CLexTable& Table() const noexcept { return *mRules->mTable; }
+    /// Where the run of characters that leave the state as it is ends.
+    CUnits EndOfRun(ELexState state, CUnits next) const noexcept {
+        while (next != mEnd && Table().Stays(state, *next))
+            ++next;
+        return next;
+    }
+    bool      IsKnown(CUnits at) const noexcept { return at != mEnd && CLexTable::Has(*at); }
+    ELexState Skip() noexcept;
+    bool      EndLine(ELexState state) noexcept;
+    bool      IsPlainSymbol(wchar_t ch) const noexcept { return ch != mRules->mSpecial; }
+    bool      LexWord(CToken& token);
+    bool      LexNumber(CToken& token, ELexState state);
+    bool      LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type);
+
+    const CInPlaceRules* mRules = nullptr;
+    CUnits               mFrom  = nullptr;
+    CUnits               mNext  = nullptr;
+    CUnits               mEnd   = nullptr;
+    CUnits               mToken = nullptr;
+    std::uint32_t        mLines = 0;
+};
+
+/// Reads a number of digits, at most one point between them and a sign before them, where the value
+/// comes out exact without further ado. False for any other.
+bool ReadShortDecimal(std::wstring_view text, double& value) noexcept;
+
+/// Passes over blanks and comments, and tells the state that the character behind them leads to;
+/// `kEndError` when that cannot be told.
+inline ELexState CInPlaceCursor::Skip() noexcept {
+    while (IsKnown(mNext)) {
+        const ELexState state = Table().Next(kStart, *mNext);
+        if (state != kInWhiteSpace && state != kInComment) return state;
+        if (state == kInComment ? mRules->mComments : mRules->mWhiteSpace) break;
+        mNext = EndOfRun(state, mNext + 1);
+    }
+    return kEndError;
+}
+
+inline bool CInPlaceCursor::SkipSymbol(wchar_t symbol) noexcept {
+    // Most symbols follow at once.
+    const ELexState state = IsKnown(mNext) && *mNext == symbol ? Table().Next(kStart, symbol) : Skip();
+    if (state != kOneCharacter || *mNext != symbol || !IsPlainSymbol(symbol)) return false;
+    ++mNext;
+    return true;
+}
+
+inline bool CInPlaceCursor::EndLine(ELexState state) noexcept {
+    if (state == kAfterCr) {
+        if (!IsKnown(mNext + 1) || Table().Next(kAfterCr, mNext[1]) != kAfterLineEnd) return false;
+        mToken = mNext;
+        mNext += 2;
+    } else if (state == kAfterLineEnd) {
+        mToken = mNext++;
+    } else {
+        return false;
+    }
+    ++mLines;
+    return true;
+}
+
+inline bool CInPlaceCursor::LexWord(CToken& token) {
+    const CUnits start = mNext;
+    const CUnits end   = EndOfRun(kInWord, start + 1);
+    if (!IsKnown(end) || Table().Next(kInWord, *end) != kEndWord || !mRules->mWords) return false;
+    const std::wstring_view text(start, end);
+    ETokenType              type = ETokenType::Keyword;
+    // By its first letter hardly a word is anything else.
+    if (const wchar_t first = text[0] | 0x20; first == L't' || first == L'f' || text[0] == L'$')
+        type = mRules->mGrammar->TypeOfWord(text);
+    if (type == ETokenType::CData) return false;
+    mNext = end;
+    if (type == ETokenType::Keyword) {
+        mRules->mTexts->Set(token, type, text);
+    } else {
+        token = CToken(type);
+    }
+    return true;
+}
+
+inline bool CInPlaceCursor::LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type) {
+    const CUnits text = mNext + 1;
+    const CUnits end  = EndOfRun(inside, text);
+    if (!IsKnown(end) || Table().Next(inside, *end) != closed) return false;
+    mRules->mTexts->Set(token, type, {text, end});
+    mNext = end + 1;
+    return true;
+}
+
+inline bool CInPlaceCursor::Lex(CToken& token) {
+    const ELexState state = Skip();
+    mToken                = mNext;
+    switch (state) {
+        case kEndError:
+            return false;
+        case kInWord:
+            return LexWord(token);
+        case kAfterLineEnd:
+        case kAfterCr:
+            if (!EndLine(state)) return false;
+            token = CToken(ETokenType::Eol);
+            return true;
+        case kOneCharacter:
+            if (!IsPlainSymbol(*mNext)) return false;
+            token.SetSymbol(*mNext++);
+            return true;
+        case kSingleOpen:
+            return LexQuoted(token, kInSingle, kSingleClosed, ETokenType::SingleQuotedText);
+        case kDoubleOpen:
+            return LexQuoted(token, kInDouble, kDoubleClosed, ETokenType::DoubleQuotedText);
+        default:
+            return LexNumber(token, state);
+    }
+}
+
+}  // namespace io

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "tessel/streamio/block_item.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <utility>
+
+namespace io {
+
+/// Makes the items of one tree close together in memory: faster than one by one, above all when the
+/// tree goes. Items stay where they are as long as anybody holds them, also when the pool is gone; the
+/// memory of a chunk is given back with its last item.
+class CItemPool {
+  public:
+    CItemPool() noexcept                   = default;
+    CItemPool(const CItemPool&)            = delete;
+    CItemPool& operator=(const CItemPool&) = delete;
+    ~CItemPool() { LetGo(); }
+
+    /// A new item, held by nobody yet.
+    template <class T, class... Arguments>
+    T* Make(Arguments&&... arguments) {
+        static_assert(alignof(T) <= kAlignment);
+        char* memory = Take(sizeof(T));
+        T*    item   = nullptr;
+        try {
+            item = new (memory) T(std::forward<Arguments>(arguments)...);
+        } catch (...) {
+            Release(mChunk);
+            throw;
+        }
+        static_cast<CBlock_item*>(item)->mPoolOffset =
+            static_cast<std::uint32_t>(memory - reinterpret_cast<char*>(mChunk));
+        return item;
+    }
+    /// Items made from now on share no memory with those made before.
+    void LetGo() noexcept;
+
+  private:
+    friend class CBlock_item;
+
+    static constexpr std::size_t kAlignment = alignof(std::max_align_t);
+
+    /// The start of a chunk; items follow.
+    struct alignas(kAlignment) CChunk {
+        std::size_t mHolders;  ///< items in it, and the pool while it takes more from it
+        std::size_t mSize;     ///< bytes, with this
+    };
+
+    char*       Take(std::size_t size);
+    void        StartChunk(std::size_t size);
+    static void Release(CChunk* chunk) noexcept {
+        if (--chunk->mHolders == 0) ::operator delete(chunk);
+    }
+
+    CChunk*     mChunk = nullptr;
+    std::size_t mUsed  = 0;
+};
+
+/// A new item: from the pool, or without one on its own.
+template <class T, class... Arguments>
+T* NewItem(CItemPool* pool, Arguments&&... arguments) {
+    return pool ? pool->Make<T>(std::forward<Arguments>(arguments)...)
+                : new T(std::forward<Arguments>(arguments)...);
+}
+
+}  // namespace io
