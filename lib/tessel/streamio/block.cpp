@@ -72,7 +72,7 @@ void CBlock::StartReading(const CToken& name) {
 
 void CBlock::ReadBody(CToken_istream& stream) {
     for (;;) {
-        if (ReadsLines() && CBlockLines(stream).Read(*this)) return;
+        if (ReadsLines() && CBlockLines(stream).Read(*this, CBlockLines::EScope::kBlock)) return;
         if (stream.AtEndOfFile()) return;
         if (stream.AtEndKeyword()) {
             ReadEnd(stream);
@@ -99,7 +99,7 @@ void CBlock::ReadFile(CToken_istream& stream) {
     Clear();
     mGood = true;
     for (;;) {
-        if (ReadsLines()) CBlockLines(stream).Read(*this);
+        if (ReadsLines()) CBlockLines(stream).Read(*this, CBlockLines::EScope::kFile);
         if (stream.AtEndOfFile()) return;
         ReadItem(stream);
     }
@@ -166,7 +166,7 @@ void CBlock::MemoryUsage(CMemoryStatistics& statistics, bool includeSelf) const 
         statistics.mObjectBytes += sizeof(CBlock);
     }
     statistics.mTextBytes += TextBytes(mName);
-    statistics.mContainerBytes += mNodes.Bytes();
+    statistics.mContainerBytes += mItems.Bytes();
     if (mNames) statistics.mContainerBytes += mNames->size() * (sizeof(NameIndex::value_type) + kLinks);
     statistics.mErrorBytes += mErrors.capacity() * sizeof(XStreamioError);
     for (const CBlockItemPtr& item : mItems)
@@ -190,8 +190,14 @@ bool CBlock::HasErrors() const {
 
 void CBlock::AddItem(CBlockItemPtr item) {
     if (!item) return;
-    mCursor = mItems.insert(mItems.end(), std::move(item));
+    mCursor = mItems.emplace_back(std::move(item));
     if (mNames && (*mCursor)->HasName()) mNames->emplace((*mCursor)->Name(), mCursor);
+}
+
+/// For an item that nobody holds yet.
+void CBlock::AddNewItem(CBlock_item* item) {
+    mCursor = mItems.emplace_back(item);
+    if (mNames && item->HasName()) mNames->emplace(item->Name(), mCursor);
 }
 
 CBlock::NameIndex& CBlock::Names() const {

@@ -3,10 +3,9 @@
 #include "tessel/streamio/block_ptr.h"
 #include "tessel/streamio/block_value.h"
 #include "tessel/streamio/block_vec.h"
-#include "tessel/streamio/node_pool.h"
+#include "tessel/streamio/stable_list.h"
 #include "tessel/streamio/streamio_error.h"
 
-#include <list>
 #include <map>
 #include <memory>
 #include <vector>
@@ -33,7 +32,7 @@ class CBlock : public CBlock_item {
         };
         bool operator()(const CKey& a, const CKey& b) const noexcept;
     };
-    using ItemList  = std::list<CBlockItemPtr, CNodeAllocator<CBlockItemPtr>>;
+    using ItemList  = CStableList<CBlockItemPtr>;
     using ItemPos   = ItemList::iterator;
     using NameIndex = std::multimap<CToken, ItemPos, CNameLess>;
     using NamePos   = NameIndex::iterator;
@@ -120,6 +119,7 @@ class CBlock : public CBlock_item {
   private:
     friend class CBlockLines;
 
+    void        AddNewItem(CBlock_item* item);
     void        StartReading(const CToken& name);
     void        ReadBody(CToken_istream& stream);
     bool        ReadsLines() const noexcept;
@@ -133,8 +133,7 @@ class CBlock : public CBlock_item {
     const T* FirstNamed(const CToken& name);
 
     CToken                             mName;
-    CNodePool                          mNodes;
-    mutable ItemList                   mItems{CNodeAllocator<CBlockItemPtr>(mNodes)};
+    mutable ItemList                   mItems;
     mutable std::unique_ptr<NameIndex> mNames;  ///< of all items, or null
     ErrorList                          mErrors;
     ItemPos                            mCursor = mItems.end();

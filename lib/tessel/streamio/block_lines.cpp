@@ -7,66 +7,72 @@
 
 namespace io {
 
-bool CBlockLines::Read(CBlock& block) {
+bool CBlockLines::Read(CBlock& block, EScope scope) {
     if (!Open()) return false;
-    const bool ended = ReadLines(block);
+    const bool ended = ReadLines(block, scope);
     Close();
     return ended;
 }
 
 bool CBlockLines::Open() {
     if (!mStream.CanReadLines() || !mBuffer.OpenInPlace(mCursor)) return false;
-    mAccepted = mCursor;
+    mAccepted = mCursor.Mark();
     return true;
 }
 
 void CBlockLines::Close() {
-    if (mAccepted.Units() != 0) mBuffer.GoInPlace(mAccepted);
-    mAccepted = CInPlaceCursor();
+    if (!mCursor.IsOpen()) return;
+    mCursor.Return(mAccepted);
+    if (mCursor.Units() != 0) mBuffer.GoInPlace(mCursor);
+    mCursor = CInPlaceCursor();
 }
 
 /// The line read is whole.
 void CBlockLines::Accept() {
-    mAccepted = mCursor;
+    mAccepted = mCursor.Mark();
     mStream.CountItems(mItems);
 }
 
-bool CBlockLines::IsKeyword(const CToken& token, const AString& keyword) const {
-    return token.Type() == ETokenType::Keyword && mBuffer.NamesEqual(token.View(), keyword.Str());
+/// Whether the line of an item ends here, and it may be taken.
+bool CBlockLines::EndItem() {
+    if (!mCursor.SkipLineEnd() || !mStream.MayCountItems(mItems)) return false;
+    Accept();
+    return true;
 }
 
-bool CBlockLines::ReadLines(CBlock& block) {
-    for (CToken name;; name.Clear()) {
-        mCursor = mAccepted;
+bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
+    CToken name;
+    for (bool read = true; read;) {
+        mCursor.Return(mAccepted);
         while (mCursor.SkipLineEnd()) {
         }
         if (!mCursor.Lex(name) || !name.CanBeName()) return false;
-        if (IsKeyword(name, mStream.EndKeyword())) return ReadEnd(block);
-        if (IsKeyword(name, mStream.BeginKeyword())) {
-            if (!ReadBegin(block)) return false;
-            continue;
+        mItems = 1;
+        if (name.Type() == ETokenType::Keyword) {
+            const std::wstring_view word = name.View();
+            if (mBuffer.NamesEqual(word, mStream.EndKeyword().Str()))
+                return scope == EScope::kBlock && ReadEnd(block);
+            if (mBuffer.NamesEqual(word, mStream.BeginKeyword().Str())) {
+                read = ReadBegin(block);
+                continue;
+            }
         }
-        mItems             = 1;
-        CBlockItemPtr item = ReadItem(std::move(name));
-        if (!item || !mCursor.SkipLineEnd() || !mStream.MayCountItems(mItems)) return false;
-        Accept();
-        block.AddItem(std::move(item));
+        read = mCursor.SkipSymbol(L'=') ? ReadNamedValue(block, name) : ReadList(block, name);
     }
+    return false;
 }
 
 bool CBlockLines::ReadBegin(CBlock& block) {
     CToken name;
     if (mStream.IsNestingFull() || !mCursor.Lex(name) || !name.CanBeName()) return false;
-    mItems = 1;
-    if (!mCursor.SkipLineEnd() || !mStream.MayCountItems(mItems)) return false;
-    Accept();
-    auto* const         inner = NewItem<CBlock>(mStream.ItemPool());
+    if (!EndItem()) return false;
+    auto* const         inner = NewItem<CBlock>(mPool);
     const CBlockItemPtr item(inner);
     inner->StartReading(name);
     bool ended = false;
     {
         const CToken_istream::CNesting nesting(mStream);
-        ended = ReadLines(*inner);
+        ended = ReadLines(*inner, EScope::kBlock);
         if (!ended) {
             Close();
             inner->ReadBody(mStream);
@@ -79,7 +85,6 @@ bool CBlockLines::ReadBegin(CBlock& block) {
 }
 
 bool CBlockLines::ReadEnd(const CBlock& block) {
-    if (!block.Name().IsText()) return false;  // a file has no end
     CToken name;
     if (!mCursor.SkipLineEnd()) {
         const bool named =
@@ -92,21 +97,27 @@ bool CBlockLines::ReadEnd(const CBlock& block) {
     return true;
 }
 
-CBlockItemPtr CBlockLines::ReadItem(CToken name) {
-    if (mCursor.SkipSymbol(L'=')) return ReadNamedValue(std::move(name));
-    if (mCursor.SkipSymbol(L'[')) return ReadVec(std::move(name));
-    if (mCursor.SkipSymbol(L'(')) return ReadFunc(std::move(name));
-    return {};
-}
-
-CBlockItemPtr CBlockLines::ReadNamedValue(CToken name) {
+bool CBlockLines::ReadNamedValue(CBlock& block, CToken& name) {
     CToken value;
-    if (!mCursor.Lex(value) || !value.CanBeValue()) return {};
-    return NewItem<CBlock_named_value>(mStream.ItemPool(), std::move(name), std::move(value));
+    if (!mCursor.Lex(value) || !value.CanBeValue() || !EndItem()) return false;
+    block.AddNewItem(NewItem<CBlock_named_value>(mPool, std::move(name), std::move(value)));
+    return true;
 }
 
-CBlockItemPtr CBlockLines::ReadVec(CToken name) {
-    auto* const         vec = NewItem<CBlock_vec>(mStream.ItemPool());
+bool CBlockLines::ReadList(CBlock& block, CToken& name) {
+    CBlockItemPtr item;
+    if (mCursor.SkipSymbol(L'[')) {
+        item = ReadVec(name);
+    } else if (mCursor.SkipSymbol(L'(')) {
+        item = ReadFunc(name);
+    }
+    if (!item || !EndItem()) return false;
+    block.AddItem(std::move(item));
+    return true;
+}
+
+CBlockItemPtr CBlockLines::ReadVec(CToken& name) {
+    auto* const         vec = NewItem<CBlock_vec>(mPool);
     const CBlockItemPtr item(vec);
     vec->SetNameToken(std::move(name));
     return ReadElements(*vec) ? item : CBlockItemPtr();
@@ -131,8 +142,8 @@ bool CBlockLines::ReadElements(CBlock_vec& vec) {
     return true;
 }
 
-CBlockItemPtr CBlockLines::ReadFunc(CToken name) {
-    auto* const         func = NewItem<CBlock_func>(mStream.ItemPool());
+CBlockItemPtr CBlockLines::ReadFunc(CToken& name) {
+    auto* const         func = NewItem<CBlock_func>(mPool);
     const CBlockItemPtr item(func);
     func->SetNameToken(std::move(name));
     while (!mCursor.SkipSymbol(L')')) {
@@ -151,10 +162,10 @@ bool CBlockLines::ReadArgument(CBlock_func& func) {
     if (mCursor.SkipSymbol(L'=')) {
         CToken value;
         if (token.IsNoToken() || !mCursor.Lex(value) || !value.CanBeValue()) return false;
-        func.Append(NewItem<CBlock_named_value>(mStream.ItemPool(), std::move(token), std::move(value)));
+        func.Append(NewItem<CBlock_named_value>(mPool, std::move(token), std::move(value)));
         return true;
     }
-    func.Append(NewItem<CBlock_value>(mStream.ItemPool(), std::move(token)));
+    func.Append(NewItem<CBlock_value>(mPool, std::move(token)));
     return true;
 }
 

@@ -14,32 +14,38 @@ namespace io {
 /// readers, who know the whole syntax and its errors. What is read is the same either way.
 class CBlockLines {
   public:
-    explicit CBlockLines(CToken_istream& stream) : mStream(stream), mBuffer(stream.TokenBuffer()) {}
+    /// While a tree is read.
+    explicit CBlockLines(CToken_istream& stream)
+        : mStream(stream), mBuffer(stream.TokenBuffer()), mPool(stream.ItemPool()) {}
+
+    /// Whether the items are those of a block, which has an end, or of a file.
+    enum class EScope { kBlock, kFile };
 
     /// Reads lines into the block, from the stream's place on, which must be a line end or the start.
     /// @return whether the block's own end was the last line read.
-    bool Read(CBlock& block);
+    bool Read(CBlock& block, EScope scope);
 
   private:
     bool          Open();
     void          Close();
-    bool          ReadLines(CBlock& block);
+    bool          ReadLines(CBlock& block, EScope scope);
     bool          ReadBegin(CBlock& block);
     bool          ReadEnd(const CBlock& block);
-    CBlockItemPtr ReadItem(CToken name);
-    CBlockItemPtr ReadNamedValue(CToken name);
-    CBlockItemPtr ReadVec(CToken name);
-    CBlockItemPtr ReadFunc(CToken name);
+    bool          ReadNamedValue(CBlock& block, CToken& name);
+    bool          ReadList(CBlock& block, CToken& name);
+    bool          EndItem();
+    CBlockItemPtr ReadVec(CToken& name);
+    CBlockItemPtr ReadFunc(CToken& name);
     bool          ReadElements(CBlock_vec& vec);
     bool          ReadArgument(CBlock_func& func);
-    bool          IsKeyword(const CToken& token, const AString& keyword) const;
     void          Accept();
 
-    CToken_istream&   mStream;
-    CToken_streambuf& mBuffer;
-    CInPlaceCursor    mCursor;
-    CInPlaceCursor    mAccepted;   ///< behind the last line that was read
-    std::size_t       mItems = 0;  ///< items, elements and arguments of the line being read
+    CToken_istream&       mStream;
+    CToken_streambuf&     mBuffer;
+    CItemPool*            mPool;
+    CInPlaceCursor        mCursor;
+    CInPlaceCursor::CMark mAccepted;   ///< behind the last line that was read
+    std::size_t           mItems = 0;  ///< items, elements and arguments of the line being read
 };
 
 }  // namespace io

@@ -37,6 +37,19 @@ class CInPlaceCursor {
     /// Passes over a line end, if it is next.
     bool SkipLineEnd() noexcept { return EndLine(Skip()); }
 
+    /// A place that the cursor was at.
+    struct CMark {
+        const wchar_t* mNext  = nullptr;
+        const wchar_t* mToken = nullptr;
+        std::uint32_t  mLines = 0;
+    };
+    CMark Mark() const noexcept { return {mNext, mToken, mLines}; }
+    void  Return(const CMark& mark) noexcept {
+         mNext  = mark.mNext;
+         mToken = mark.mToken;
+         mLines = mark.mLines;
+    }
+
     bool IsOpen() const noexcept { return mRules != nullptr; }
     /// Units passed over.
     std::size_t Units() const noexcept { return static_cast<std::size_t>(mNext - mFrom); }
@@ -50,7 +63,14 @@ class CInPlaceCursor {
     const CLexTable& Table() const noexcept { return *mRules->mTable; }
     /// Where the run of characters that leave the state as it is ends.
     CUnits EndOfRun(ELexState state, CUnits next) const noexcept {
-        while (next != mEnd && Table().Stays(state, *next))
+        const CLexTable& table = Table();
+        for (; mEnd - next >= 4; next += 4) {
+            if (!table.Stays(state, next[0])) return next;
+            if (!table.Stays(state, next[1])) return next + 1;
+            if (!table.Stays(state, next[2])) return next + 2;
+            if (!table.Stays(state, next[3])) return next + 3;
+        }
+        while (next != mEnd && table.Stays(state, *next))
             ++next;
         return next;
     }
@@ -59,6 +79,7 @@ class CInPlaceCursor {
     bool      EndLine(ELexState state) noexcept;
     bool      IsPlainSymbol(wchar_t ch) const noexcept { return ch != mRules->mSpecial; }
     bool      LexWord(CToken& token);
+    bool      LexShortNumber(CToken& token) noexcept;
     bool      LexNumber(CToken& token, ELexState state);
     bool      LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type);
 
@@ -69,10 +90,6 @@ class CInPlaceCursor {
     CUnits               mToken = nullptr;
     std::uint32_t        mLines = 0;
 };
-
-/// Reads a number of digits, at most one point between them and a sign before them, where the value
-/// comes out exact without further ado. False for any other.
-bool ReadShortDecimal(std::wstring_view text, double& value) noexcept;
 
 /// Passes over blanks and comments, and tells the state that the character behind them leads to;
 /// `kEndError` when that cannot be told.

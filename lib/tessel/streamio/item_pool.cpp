@@ -9,15 +9,6 @@ void CItemPool::LetGo() noexcept {
     mUsed = 0;
 }
 
-char* CItemPool::Take(std::size_t size) {
-    size = (size + kAlignment - 1) / kAlignment * kAlignment;
-    if (mChunk == nullptr || mChunk->mSize - mUsed < size) StartChunk(size);
-    char* memory = reinterpret_cast<char*>(mChunk) + mUsed;
-    mUsed += size;
-    ++mChunk->mHolders;
-    return memory;
-}
-
 void CItemPool::StartChunk(std::size_t size) {
     constexpr std::size_t kSmallest = 1024;
     constexpr std::size_t kLargest  = std::size_t{64} << 10;

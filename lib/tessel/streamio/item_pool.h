@@ -41,15 +41,20 @@ class CItemPool {
   private:
     friend class CBlock_item;
 
-    static constexpr std::size_t kAlignment = alignof(std::max_align_t);
+    static constexpr std::size_t kAlignment = 8;  // for what items are made of
 
     /// The start of a chunk; items follow.
-    struct alignas(kAlignment) CChunk {
+    struct CChunk {
         std::size_t mHolders;  ///< items in it, and the pool while it takes more from it
         std::size_t mSize;     ///< bytes, with this
     };
 
-    char*       Take(std::size_t size);
+    char* Take(std::size_t size) {
+        size = (size + kAlignment - 1) / kAlignment * kAlignment;
+        if (mChunk == nullptr || mChunk->mSize - mUsed < size) StartChunk(size);
+        ++mChunk->mHolders;
+        return reinterpret_cast<char*>(mChunk) + std::exchange(mUsed, mUsed + size);
+    }
     void        StartChunk(std::size_t size);
     static void Release(CChunk* chunk) noexcept {
         if (--chunk->mHolders == 0) ::operator delete(chunk);

@@ -66,12 +66,20 @@ bool IsPlainGrammar(const CBase_grammar& grammar) {
 
 }  // namespace
 
-CLexTable::CLexTable(const CBase_grammar& grammar) : mPlain(IsPlainGrammar(grammar)) {
+CLexTable::CLexTable(const CBase_grammar& grammar) {
     for (std::size_t state = 0; state < mNext.size(); ++state)
         for (std::size_t ch = 0; ch < kChars; ++ch) {
             const auto from  = static_cast<ELexState>(state);
             mNext[state][ch] = grammar.Transition(from, grammar.Classify(static_cast<LexChar>(ch), from));
         }
+    mPlain = IsPlainGrammar(grammar) && HasPlainDigits();
+}
+
+bool CLexTable::HasPlainDigits() const noexcept {
+    for (wchar_t digit = L'0'; digit <= L'9'; ++digit)
+        if (!Stays(kInInteger, digit) || !Stays(kInFraction, digit) || Next(kAfterZero, digit) != kInInteger)
+            return false;
+    return Next(kInInteger, L'.') == kInFraction && Next(kAfterZero, L'.') == kInFraction;
 }
 
 }  // namespace io

@@ -24,13 +24,15 @@ class CLexTable {
     /// Whether `ch` is one of the table's.
     static constexpr bool Has(wchar_t ch) noexcept { return static_cast<std::uint32_t>(ch) < kChars; }
     /// Whether the tokens of line ends, symbols and quoted texts are complete with their last character,
-    /// whatever follows it, and each state does with a character what the library's own grammars do.
-    /// Only then does what stands in a buffer tell the token.
+    /// whatever follows it, numbers are written with decimal digits, and each state does with a character
+    /// what the library's own grammars do. Only then does what stands in a buffer tell the token.
     bool IsPlain() const noexcept { return mPlain; }
 
   private:
+    bool HasPlainDigits() const noexcept;
+
     std::array<std::array<ELexState, kChars>, kFirstFinalState> mNext{};
-    bool                                                        mPlain;
+    bool                                                        mPlain = false;
 };
 
 }  // namespace io

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace io {
@@ -22,18 +24,25 @@ class CRecentTexts {
             token.SetText(type, text);
             return;
         }
-        CToken& recent = mTexts[Hash(text) & (mTexts.size() - 1)];
-        if (recent.HasSharedText(text) && token.ShareText(type, recent)) return;
+        // Two places for each hash: the later and the earlier of the texts that came with it.
+        CToken* const recent = &mTexts[Hash(text) & (mTexts.size() - 2)];
+        for (CToken* place = recent; place != recent + 2; ++place)
+            if (place->HasSharedText(text) && token.ShareText(type, *place)) return;
         token.SetText(type, text);
-        recent = token;
+        recent[1] = std::move(recent[0]);
+        recent[0] = token;
         if (++mMisses >= 2 * mTexts.size()) Grow();
     }
 
   private:
+    /// By the length and four units; names that differ at all nearly always do in these.
     static std::size_t Hash(std::wstring_view text) noexcept {
-        const auto        unit = [&](std::size_t at) { return static_cast<std::size_t>(text[at]); };
+        const auto        unit = [&](std::size_t at) { return static_cast<std::uint64_t>(text[at]); };
         const std::size_t last = text.size() - 1;
-        return text.size() + 5 * unit(0) + 7 * unit(last / 2) + 17 * unit(last - 1) + 31 * unit(last);
+        const auto key = unit(0) ^ (unit(last / 2) << 12) ^ (unit(last - 1) << 24) ^ (unit(last) << 36) ^
+                         (std::uint64_t{text.size()} << 52);
+        constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15;  // spreads what differs over the upper bits
+        return static_cast<std::size_t>((key * kGolden) >> 48);
     }
     void Grow();
 

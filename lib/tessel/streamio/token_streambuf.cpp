@@ -106,9 +106,8 @@ bool CToken_streambuf::FindTextAtLineStart(const AString& text) {
     return Find(nullptr, text, true);
 }
 
-bool CToken_streambuf::NamesEqual(std::wstring_view a, std::wstring_view b) const noexcept {
-    if (!IsCaseInsensitive()) return a == b;
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](wchar_t x, wchar_t y) {
+bool CToken_streambuf::EqualIgnoringCase(std::wstring_view a, std::wstring_view b) noexcept {
+    return std::equal(a.begin(), a.end(), b.begin(), [](wchar_t x, wchar_t y) {
         return x == y || AString::LowerChar(x) == AString::LowerChar(y);
     });
 }

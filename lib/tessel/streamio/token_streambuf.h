@@ -200,7 +200,9 @@ class CToken_streambuf {
     /// The locale that is global while a token is read in mode `kImbuedStream`.
     void SetLocale(const std::locale& locale) { mStreamLocale = locale; }
     /// Whether two names are equal by the case mode.
-    bool NamesEqual(std::wstring_view a, std::wstring_view b) const noexcept;
+    bool NamesEqual(std::wstring_view a, std::wstring_view b) const noexcept {
+        return a.size() == b.size() && (a == b || (IsCaseInsensitive() && EqualIgnoringCase(a, b)));
+    }
 
     // --- characters
 
@@ -286,6 +288,7 @@ class CToken_streambuf {
 
     bool           Find(const ETokenType* type, const AString& text, bool atLineStartOnly);
     ACharStreamOff CurrentOffset() const;
+    static bool    EqualIgnoringCase(std::wstring_view a, std::wstring_view b) noexcept;
     bool           HandBack();
     LexChar        ReadUnit();
     LexChar        ReadWholeUnit();
