@@ -77,11 +77,12 @@ class CInPlaceCursor {
     bool      IsKnown(CUnits at) const noexcept { return at != mEnd && CLexTable::Has(*at); }
     ELexState Skip() noexcept;
     bool      EndLine(ELexState state) noexcept;
-    bool      IsPlainSymbol(wchar_t ch) const noexcept { return ch != mRules->mSpecial; }
-    bool      LexWord(CToken& token);
-    bool      LexShortNumber(CToken& token) noexcept;
-    bool      LexNumber(CToken& token, ELexState state);
-    bool      LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type);
+    /// Whether the symbol here is one whatever follows it. A character that no token can hold would spoil it.
+    bool IsPlainSymbol() const noexcept { return *mNext != mRules->mSpecial && IsKnown(mNext + 1); }
+    bool LexWord(CToken& token);
+    bool LexShortNumber(CToken& token) noexcept;
+    bool LexNumber(CToken& token, ELexState state);
+    bool LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type);
 
     const CInPlaceRules* mRules = nullptr;
     CUnits               mFrom  = nullptr;
@@ -106,7 +107,7 @@ inline ELexState CInPlaceCursor::Skip() noexcept {
 inline bool CInPlaceCursor::SkipSymbol(wchar_t symbol) noexcept {
     // Most symbols follow at once.
     const ELexState state = IsKnown(mNext) && *mNext == symbol ? Table().Next(kStart, symbol) : Skip();
-    if (state != kOneCharacter || *mNext != symbol || !IsPlainSymbol(symbol)) return false;
+    if (state != kOneCharacter || *mNext != symbol || !IsPlainSymbol()) return false;
     ++mNext;
     return true;
 }
@@ -147,7 +148,7 @@ inline bool CInPlaceCursor::LexWord(CToken& token) {
 inline bool CInPlaceCursor::LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type) {
     const CUnits text = mNext + 1;
     const CUnits end  = EndOfRun(inside, text);
-    if (!IsKnown(end) || Table().Next(inside, *end) != closed) return false;
+    if (!IsKnown(end) || Table().Next(inside, *end) != closed || !IsKnown(end + 1)) return false;
     mRules->mTexts->Set(token, type, {text, end});
     mNext = end + 1;
     return true;
@@ -167,7 +168,7 @@ inline bool CInPlaceCursor::Lex(CToken& token) {
             token = CToken(ETokenType::Eol);
             return true;
         case kOneCharacter:
-            if (!IsPlainSymbol(*mNext)) return false;
+            if (!IsPlainSymbol()) return false;
             token.SetSymbol(*mNext++);
             return true;
         case kSingleOpen:

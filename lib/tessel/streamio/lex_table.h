@@ -24,8 +24,9 @@ class CLexTable {
     /// Whether `ch` is one of the table's.
     static constexpr bool Has(wchar_t ch) noexcept { return static_cast<std::uint32_t>(ch) < kChars; }
     /// Whether the tokens of line ends, symbols and quoted texts are complete with their last character,
-    /// whatever follows it, numbers are written with decimal digits, and each state does with a character
-    /// what the library's own grammars do. Only then does what stands in a buffer tell the token.
+    /// whatever character of the 16-bit range follows it, numbers are written with decimal digits, and each
+    /// state does with a character what the library's own grammars do. Only then does what stands in a buffer
+    /// tell the token.
     bool IsPlain() const noexcept { return mPlain; }
 
   private:

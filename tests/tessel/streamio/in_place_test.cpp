@@ -1,0 +1,236 @@
+// Reading where characters lie must give what the state machine gives, character by character. A buffer
+// that delivers one unit at a time leaves nothing to be read in place; so the same text is read through
+// it and through buffers that deliver more.
+
+#include "stream_support.h"
+#include "tessel/streamio/delimiter_grammar_default.h"
+#include "tessel/streamio/stable_list.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <list>
+#include <random>
+
+namespace {
+
+using namespace stream_support;
+
+constexpr std::string_view kPieces[] = {" ",
+                                        " ",
+                                        "\t",
+                                        "\n",
+                                        "\n",
+                                        "\n",
+                                        "\r\n",
+                                        "\r",
+                                        "\0"sv,
+                                        "=",
+                                        "=",
+                                        "=",
+                                        "(",
+                                        ")",
+                                        "[",
+                                        "]",
+                                        ",",
+                                        ",",
+                                        ":",
+                                        "-",
+                                        "+",
+                                        ".",
+                                        "#",
+                                        "$",
+                                        "\\",
+                                        "'",
+                                        "\"",
+                                        "! note\n",
+                                        "!",
+                                        "a",
+                                        "name",
+                                        "true",
+                                        "FALSE",
+                                        "t",
+                                        "f_1",
+                                        "$x",
+                                        "$begin 'A'\n",
+                                        "$begin B\n",
+                                        "\n$end 'A'\n",
+                                        "\n$end\n",
+                                        "$end 'B'",
+                                        "$begin_cdata$ 'x'\n$end_cdata$",
+                                        "$Begin_CDATA$",
+                                        "''",
+                                        "'text'",
+                                        "'a\\'b\\\nc'",
+                                        "'\\\r\nd'",
+                                        "\"q\\tq\"",
+                                        "'\xC3\xA9'",
+                                        "n\xC3\xA4me",
+                                        "\xE2\x82",
+                                        "\xF0\x9F\x98\x80",
+                                        "#inf",
+                                        "#nan",
+                                        "#infx",
+                                        "0",
+                                        "00",
+                                        "7",
+                                        "-0",
+                                        "+5",
+                                        "12345",
+                                        "3.",
+                                        "2.5",
+                                        "-0.125",
+                                        ".5",
+                                        "-.5",
+                                        "1e5",
+                                        "1e",
+                                        "1e+",
+                                        "2E-3",
+                                        "0x1f",
+                                        "0x",
+                                        "0xg",
+                                        "4294967296",
+                                        "123456789012345",
+                                        "1234567890123456",
+                                        "12345678901234567890123",
+                                        "0.1000000000000000055511151231257827",
+                                        "9007199254740993",
+                                        "1.7976931348623157e308",
+                                        "1e999",
+                                        "-1e-999",
+                                        "5e",
+                                        "\nx=1\n",
+                                        "\nlong_name = 'value'\n",
+                                        "\nv[3: 1, 2, 3]\n",
+                                        "\nw[-1, 2]\n",
+                                        "\nf(1, a='b', c)\n",
+                                        "\ng(h(1), v[1])\n",
+                                        "\ne[]\n",
+                                        "\nk()\n",
+                                        "\n'quoted name'=true\n",
+                                        "\n$begin 'C'\ny=2\n$end 'C'\n"};
+
+std::string RandomText(std::mt19937& random) {
+    std::string text;
+    for (auto pieces = random() % 30; pieces != 0; --pieces)
+        text += kPieces[random() % std::size(kPieces)];
+    return text;
+}
+
+/// All tokens, each with its line and place.
+std::string Tokens(const std::string& text, std::size_t chunk, const io::CBase_grammar& grammar,
+                   const std::function<void(io::CToken_textstreambuf&)>& set) {
+    CChunkBuf                units(Widen(text), chunk);
+    io::CToken_textstreambuf tokens(&units, grammar);
+    set(tokens);
+    std::string dump;
+    do {
+        dump += Dump(tokens.NextToken()) + "@" + std::to_string(tokens.LineNumber()) + "+" +
+                std::to_string(tokens.TokenOffset()) + (tokens.AtLineStart() ? "^ " : " ");
+    } while (tokens.CurrentToken().Type() != io::ETokenType::Eof);
+    return dump;
+}
+
+TEST(InPlace, LexesWhatTheStateMachineLexes) {
+    using Buffer                                   = io::CToken_textstreambuf;
+    const std::function<void(Buffer&)> kSettings[] = {
+        [](Buffer&) {},
+        [](Buffer& buffer) { buffer.ShareTexts(true); },
+        [](Buffer& buffer) { buffer.SetReturnComments(true); },
+        [](Buffer& buffer) { buffer.SetReturnWhiteSpace(true); },
+        [](Buffer& buffer) { buffer.SetSpecialNumbers(true); },
+        [](Buffer& buffer) { buffer.SetKeepText(true); },
+        [](Buffer& buffer) { buffer.SetCaseMode(io::kCaseUpper); },
+        [](Buffer& buffer) { buffer.SetCaseMode(io::kCaseIgnore); },
+        [](Buffer& buffer) { buffer.SetCodeCvt(io::kWideUnits); },
+        [](Buffer& buffer) { buffer.SetReadLimit(40); },
+    };
+    io::CToken_grammar own;
+    own.AddKeywordStartChars(L"%");
+    own.AddCommentChars(L"#");
+    own.AddKeywordChars(L".");
+    const io::CDelimiter_grammar_default delimiters;
+    const io::CBase_grammar* const kGrammars[] = {&io::CToken_grammar_default::Shared(), &own, &delimiters};
+    std::mt19937                   random(20240229);
+    for (int i = 0; i < 400; ++i) {
+        const std::string text = RandomText(random);
+        for (const auto* grammar : kGrammars)
+            for (const auto& set : kSettings) {
+                const std::string expected = Tokens(text, 1, *grammar, set);
+                for (const std::size_t chunk : {5u, 31u, 4000u})
+                    ASSERT_EQ(Tokens(text, chunk, *grammar, set), expected)
+                        << Escaped(Widen(text)) << " setting " << &set - kSettings;
+            }
+    }
+}
+
+/// What is read as a file, and what a stream makes of it in its settings.
+std::string Tree(const std::string& text, std::size_t chunk, std::uint32_t flags, std::size_t items) {
+    struct CStream : std::wistream {
+        CStream(const std::string& bytes, std::size_t size)
+            : std::wistream(nullptr), mUnits(Widen(bytes), size) {
+            rdbuf(&mUnits);
+        }
+        CChunkBuf mUnits;
+    };
+    io::CToken_istream stream(std::make_unique<CStream>(text, chunk), flags,
+                              &io::CToken_grammar_default::Shared());
+    stream.SetReadLimits(static_cast<std::size_t>(-1), items);
+    return DumpFile(stream) + " line " + std::to_string(stream.LineNumber());
+}
+
+TEST(InPlace, ReadsTheTreeThatTheItemReadersRead) {
+    std::mt19937 random(20240301);
+    for (int i = 0; i < 4000; ++i) {
+        const std::string text = RandomText(random);
+        for (const std::uint32_t flags : {0u, std::uint32_t{io::kOpenIgnoreCase}})
+            for (const std::size_t items : {static_cast<std::size_t>(-1), std::size_t{3}}) {
+                const std::string expected = Tree(text, 1, flags, items);
+                for (const std::size_t chunk : {9u, 50u, 4000u})
+                    ASSERT_EQ(Tree(text, chunk, flags, items), expected) << Escaped(Widen(text));
+            }
+    }
+}
+
+TEST(InPlace, TreesReadOneAfterTheOtherShareNothing) {
+    const auto stream = ByteStream("$begin 'A'\nlong_name=1\n$end 'A'\n$begin 'A'\nlong_name=1\n$end 'A'\n");
+    io::CBlockPtr first(new io::CBlock), second(new io::CBlock);
+    first->Read(*stream);
+    second->Read(*stream);
+    const auto text = [](io::CBlock& block) { return (*block.ItemsBegin())->Name().Text(); };
+    EXPECT_STREQ(text(*first), text(*second));
+    EXPECT_NE(text(*first), text(*second));
+}
+
+TEST(StableList, KeepsPositionsWhileOthersComeAndGo) {
+    std::mt19937                                                                     random(7);
+    io::CStableList<int>                                                             list;
+    std::list<int>                                                                   expected;
+    std::vector<std::pair<io::CStableList<int>::iterator, std::list<int>::iterator>> positions;
+    for (int i = 0; i < 5000; ++i) {
+        if (positions.empty() || random() % 5 < 3) {
+            positions.emplace_back(list.emplace_back(i), expected.insert(expected.end(), i));
+        } else {
+            const auto which = positions.begin() + static_cast<std::ptrdiff_t>(random() % positions.size());
+            const auto [one, other] = *which;
+            const auto next         = list.erase(one);
+            const auto expectedNext = expected.erase(other);
+            ASSERT_EQ(next == list.end(), expectedNext == expected.end());
+            if (next != list.end()) {
+                ASSERT_EQ(*next, *expectedNext);
+            }
+            positions.erase(which);
+        }
+        ASSERT_EQ(list.size(), expected.size());
+        if (i % 50 == 0) {
+            ASSERT_TRUE(std::equal(list.begin(), list.end(), expected.begin(), expected.end()));
+            ASSERT_TRUE(std::equal(std::make_reverse_iterator(list.end()),
+                                   std::make_reverse_iterator(list.begin()), expected.rbegin(),
+                                   expected.rend()));
+        }
+        for (const auto& [one, other] : positions)
+            ASSERT_EQ(*one, *other);
+    }
+}
+
+}  // namespace
