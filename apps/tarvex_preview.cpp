@@ -6,13 +6,15 @@
 #include "viewkit/tools/InfoTip.h"
 #include "viewkit/tools/ProjectPreviewHelper.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <cstdio>
 #include <iomanip>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -206,27 +208,49 @@ int Info(const CLI::App& app, const COptions& options) {
 // ---------------------------------------------------------------------------------------------
 // thumbnail
 
-struct CBitmapDestroyer {
-    void operator()(platform::NativeBitmap bitmap) const noexcept { platform::DestroyBitmap(bitmap); }
+struct CThumbnail {
+    std::vector<std::uint8_t> mStored;  ///< the image file in the project
+    platform::CPixels         mPicture;
 };
-using CBitmapPtr = std::unique_ptr<void, CBitmapDestroyer>;
 
-/// The stored picture, or why there is none.
-CBitmapPtr ReadThumbnail(const AString& path, std::string* reason) {
+/// False when there is no picture; `reason` then says why.
+bool ReadThumbnail(const AString& path, CThumbnail& thumbnail, std::string* reason) {
     CThumbnailText text;
-    if (!tool::CanOpen(path, reason)) return nullptr;
+    if (!tool::CanOpen(path, reason)) return false;
     *reason = "no preview block";
-    if (!GetProjectThumbnailText(path, text)) return nullptr;
+    if (!GetProjectThumbnailText(path, text)) return false;
     *reason = "no thumbnail in the preview block";
-    if (text.Text.IsEmpty()) return nullptr;
-    *reason = "the thumbnail cannot be decoded";
-    return CBitmapPtr(CreateBitmapFromImageText(text.Text, text.IsBase64));
+    if (text.Text.IsEmpty()) return false;
+    *reason           = "the thumbnail cannot be decoded";
+    thumbnail.mStored = DecodeThumbnailText(text.Text, text.IsBase64);
+    return platform::DecodeImage(thumbnail.mStored.data(), thumbnail.mStored.size(), &thumbnail.mPicture);
 }
 
-/// Whether the path names a project: writing a picture there would destroy it.
+/// The picture as a PNG file that fits `maxSide` x `maxSide`: the stored one, where that is as good.
+std::vector<std::uint8_t> ToPng(const CThumbnail& thumbnail, std::uint32_t maxSide) {
+    const auto& [stored, picture] = thumbnail;
+    if (maxSide != 0 && std::max(picture.mWidth, picture.mHeight) > maxSide)
+        return platform::EncodeAsPng(platform::ScaleToFit(picture, maxSide));
+    return platform::IsPlainPng(stored.data(), stored.size()) ? stored : platform::EncodeAsPng(picture);
+}
+
+bool BeginsLikePng(const char* path) {
+    constexpr std::string_view kBegin = "\x89PNG\r\n\x1A\n";
+    std::FILE*                 file   = platform::OpenForReading(path, false);
+    if (file == nullptr) return false;
+    char       begin[kBegin.size()];
+    const auto count = std::fread(begin, 1, sizeof begin, file);
+    std::fclose(file);
+    return std::string_view(begin, count) == kBegin;
+}
+
+/// Whether the path names a project: writing a picture there would destroy it. A picture that is there
+/// already is none, and is not searched from end to beginning.
 bool IsProject(const AString& path) {
+    const std::string   name = path.ToNarrow();
     platform::CFileInfo attributes;
-    if (!platform::GetFileInfo(path.ToNarrow().c_str(), &attributes) || !attributes.mIsRegular) return false;
+    if (!platform::GetFileInfo(name.c_str(), &attributes) || !attributes.mIsRegular) return false;
+    if (BeginsLikePng(name.c_str())) return false;
     std::string   product;
     std::uint32_t major = 0, minor = 0, offset = 0;
     return GetProjectHeaderInfo(path, product, major, minor) || FindPreviewBlockOffset(path, offset);
@@ -238,16 +262,15 @@ int Thumbnail(const CLI::App& app, const COptions& options) {
         tool::Complain(app, options.mOutput, "is a project file and will not be replaced");
         return tool::kBadUse;
     }
-    std::string      reason;
-    const CBitmapPtr bitmap = ReadThumbnail(tool::PathFromArgument(file), &reason);
-    if (!bitmap) {
+    std::string reason;
+    CThumbnail  thumbnail;
+    if (!ReadThumbnail(tool::PathFromArgument(file), thumbnail, &reason)) {
         tool::Complain(app, file, reason);
         return tool::kBadInput;
     }
     unsigned error = 0;
-    if (!platform::WriteBitmapAsPng(bitmap.get(), options.mSize, options.mOutput.c_str(), &error)) {
-        tool::Complain(app, options.mOutput,
-                       error != 0 ? tool::ReasonOf(error) : "the picture cannot be encoded");
+    if (!platform::WriteWholeFile(options.mOutput.c_str(), ToPng(thumbnail, options.mSize), &error)) {
+        tool::Complain(app, options.mOutput, tool::ReasonOf(error));
         return tool::kBadInput;
     }
     return tool::kAllWell;

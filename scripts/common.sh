@@ -3,7 +3,7 @@
 
 export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
 
-tools_native="cmake ninja-build g++ pkg-config python3 googletest nlohmann-json3-dev libcli11-dev libgdk-pixbuf-2.0-dev"
+tools_native="cmake ninja-build g++ pkg-config python3 googletest nlohmann-json3-dev libcli11-dev libpng-dev libturbojpeg0-dev libgdk-pixbuf-2.0-dev"
 tools_windows="g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine wine64"
 tools_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libpugixml-dev libconfig++-dev"
 tools_tests="debootstrap strace clang-format"

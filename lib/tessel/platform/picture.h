@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <vector>
 
-/// Pictures, as far as the system's own drawing library reads and writes them: GDI+ on Windows,
-/// gdk-pixbuf elsewhere. A target of its own (`tessel_picture`), so that programs without pictures
-/// do not load those libraries.
+/// Pictures, as far as the system's drawing libraries read them: GDI+ on Windows; libpng, libjpeg-turbo and,
+/// for the rarer formats, gdk-pixbuf elsewhere. A target of its own (`tessel_picture`), so that
+/// programs without pictures do not load those libraries.
 namespace platform {
 
-/// A decoded picture: an `HBITMAP` (32-bit DIB section) on Windows, a `GdkPixbuf*` elsewhere.
+/// A decoded picture: an `HBITMAP` (32-bit DIB section) on Windows, a `CPixels*` elsewhere.
 /// Transparent pixels have been laid over opaque black. Owned by whoever got it last.
 using NativeBitmap = void*;
 
@@ -26,7 +26,8 @@ inline constexpr std::uint64_t kMaxPicturePixels = 4096u * 4096u;
 bool IsReasonableImage(const std::uint8_t* bytes, std::size_t size) noexcept;
 
 /// Decodes an image file held in memory: PNG, JPEG, GIF (its first picture), BMP, TIFF, icon; no other.
-/// An icon that holds a PNG file is decoded on Windows only.
+/// An icon that holds a PNG file is decoded on Windows only. Of a JPEG, GIF, BMP or TIFF file that is cut
+/// short, what is there is decoded, elsewhere than on Windows.
 /// @param streamReferences  receives what the last release of the memory stream answered, which is
 ///        0 unless the drawing library kept the stream; may be null.
 /// @return null when the bytes are no image, or none of a reasonable size.
@@ -37,7 +38,7 @@ NativeBitmap CreateBitmapFromImage(const std::uint8_t* bytes, std::size_t size,
 /// Gives a bitmap back; null is allowed.
 void DestroyBitmap(NativeBitmap bitmap) noexcept;
 
-/// The pixels of a bitmap, for programs that draw or compare them.
+/// The pixels of a picture, for programs that draw, compare or write them.
 struct CPixels {
     std::uint32_t mWidth  = 0;  ///< pixels
     std::uint32_t mHeight = 0;  ///< pixels
@@ -46,20 +47,25 @@ struct CPixels {
 };
 /// Copies the pixels out. False when they cannot be had.
 bool GetBitmapPixels(NativeBitmap bitmap, CPixels* pixels);
+/// Decodes an image file as `CreateBitmapFromImage` does, straight to its pixels.
+bool DecodeImage(const std::uint8_t* bytes, std::size_t size, CPixels* pixels);
 
 /// The picture scaled down to fit `maxSide` x `maxSide`, keeping its proportions, with each pixel the
 /// mean of the area that it stands for: the same on every platform. A picture that fits already comes
 /// back as it is, and so does any picture when `maxSide` is 0.
 CPixels ScaleToFit(const CPixels& picture, std::uint32_t maxSide);
 
-/// Writes a bitmap as an opaque PNG file.
-/// @param path     UTF-8 (elsewhere than on Windows any bytes); replaced when it exists. The picture
-///                 is encoded before the file is touched, and a file that could not be written whole
-///                 is removed again.
-/// @param maxSide  as for `ScaleToFit`
-/// @return false on a failure; `error` (may be null) then receives the system error code of the file
-///         operation, or 0 when the picture itself could not be had or encoded.
-bool WriteBitmapAsPng(NativeBitmap bitmap, std::uint32_t maxSide, const char* path,
-                      unsigned* error = nullptr) noexcept;
+/// The picture as an opaque, uncompressed PNG file: the same on every platform. It has to have pixels.
+std::vector<std::uint8_t> EncodeAsPng(const CPixels& picture);
+
+/// Whether an image file is a PNG that can be handed on as it is once it has been decoded: opaque, with the
+/// chunks alone that make up a picture, all of them whole with the right checksums, and not above 1 MiB.
+bool IsPlainPng(const std::uint8_t* bytes, std::size_t size) noexcept;
+
+/// Writes bytes to a file, all of them or none: a regular file that could not be written whole is removed
+/// again.
+/// @param path   UTF-8 (elsewhere than on Windows any bytes); replaced when it exists
+/// @param error  receives the system error code of a failure
+bool WriteWholeFile(const char* path, const std::vector<std::uint8_t>& bytes, unsigned* error);
 
 }  // namespace platform

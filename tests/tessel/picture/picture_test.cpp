@@ -54,6 +54,17 @@ constexpr std::string_view kJpeg =
     "ffc40014100100000000000000000000000000000000ffc4001501010100000000000000000000000000000907ffc4001411"
     "0100000000000000000000000000000000ffda000c03010002110311003f0090d0b2a80e68021bffd9";
 
+#ifndef _WIN32
+// 8 x 8 of one printer's colour: cyan, magenta, yellow and black 255, 128, 55, 200, inverted as usual.
+constexpr std::string_view kCmykJpeg =
+    "ffd8ffee000e41646f626500640000000002ffdb004300020101010101020101010202020202040302020202050404030406"
+    "0506060605060606070908060709070606080b08090a0a0a0a0a06080b0c0b0a0c090a0a0affdb0043010202020202020503"
+    "03050a0706070a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a0a"
+    "0a0a0a0a0a0affc00014080008000804011100021101031101041100ffc40015000101000000000000000000000000000007"
+    "09ffc40014100100000000000000000000000000000000ffc4001501010100000000000000000000000000000809ffc40014"
+    "110100000000000000000000000000000000ffda000e040100021103110400003f00033a13ad481fffd9";
+#endif
+
 void Put(Bytes& out, std::uint32_t value, int size, bool bigEndian) {
     for (int i = 0; i < size; ++i)
         out.push_back(static_cast<std::uint8_t>(value >> 8 * (bigEndian ? size - 1 - i : i)));
@@ -268,10 +279,18 @@ Bytes JpegPixels() {
     return rgb;
 }
 
+[[maybe_unused]] Bytes Repeated(const Bytes& pixel, int count) {
+    Bytes rgb;
+    for (; count > 0; --count)
+        rgb.insert(rgb.end(), pixel.begin(), pixel.end());
+    return rgb;
+}
+
 TEST_F(Pictures, EveryFormatDecodesOverBlack) {
     const CImageCase kCases[] = {
         {"png with alpha", kRgbaPng, 2, 2, {255, 0, 0, 100, 50, 25, 0, 0, 0, 0, 0, 1}, 1},
         {"png, grey", Png(2, 1, 8, kGrey, {0, 7, 250}), 2, 1, {7, 7, 7, 250, 250, 250}, 0},
+        {"png, 16 bits", Png(1, 1, 16, kRgb, {0, 200, 200, 100, 100, 50, 50}), 1, 1, {200, 100, 50}, 0},
         {"png, transparent colour", Png(2, 1, 8, kPalette, {0, 0, 1}), 2, 1, {0, 0, 0, 200, 100, 50}, 0},
         {"gif", FromHex(kGif), 3, 2, {255, 0, 0, 0, 255, 0, 0, 0, 0, 0, 0, 255, 0, 0, 0, 255, 0, 0}, 0},
         {"bmp", FromHex(kBmp), 2, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255}, 0},
@@ -297,6 +316,8 @@ TEST_F(Pictures, EveryFormatDecodesOverBlack) {
         {"icon", BmpIcon(), 2, 2, {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255}, 0},
 #ifdef _WIN32  // elsewhere the decoder does not know them
         {"icon with a png", Icon(kRgbaPng), 2, 2, {255, 0, 0, 100, 50, 25, 0, 0, 0, 0, 0, 1}, 1},
+#else
+        {"jpeg, printer's colours", FromHex(kCmykJpeg), 8, 8, Repeated({200, 100, 43}, 64), 6},
 #endif
     };
     for (const CImageCase& image : kCases) {
@@ -322,8 +343,6 @@ TEST_F(Pictures, BytesThatAreNoPictureGiveNone) {
     platform::DestroyBitmap(nullptr);
     CPixels pixels;
     EXPECT_FALSE(platform::GetBitmapPixels(nullptr, &pixels));
-    EXPECT_FALSE(platform::WriteBitmapAsPng(nullptr, 0, Utf8(mFolder / "none.png").c_str()));
-    EXPECT_FALSE(std::filesystem::exists(mFolder / "none.png"));
 }
 
 // A picture may survive, as it does when only its colours are hit; then it has to be whole.
@@ -344,6 +363,34 @@ TEST_F(Pictures, DamagedFilesGiveAPictureOrNone) {
         }
     }
 }
+
+TEST_F(Pictures, WhatIsCutShort) {
+    const Bytes png = BlackPng(64, 64);
+    EXPECT_EQ(CBitmap(Bytes(png.begin(), png.end() - 100)).mBitmap, nullptr);
+#ifndef _WIN32  // there a JPEG gives nothing either
+    const Bytes   jpeg  = FromHex(kJpeg);
+    const CPixels upper = CBitmap(Bytes(jpeg.begin(), jpeg.end() - 4)).Pixels();
+    EXPECT_EQ(upper.mWidth, 16u);
+    EXPECT_EQ(upper.mHeight, 8u);
+#endif
+}
+
+#ifndef _WIN32
+TEST_F(Pictures, DecodersKeepTheirWarningsToThemselves) {
+    Bytes badText = kRgbaPng;  // a text whose checksum is wrong, and a JPEG that ends too early
+    Bytes chunk;
+    PutChunk(chunk, "tEXt", {'a', 0, 'b'});
+    chunk.back() ^= 1;
+    badText.insert(badText.begin() + 33, chunk.begin(), chunk.end());
+    const Bytes jpeg = FromHex(kJpeg);
+    testing::internal::CaptureStderr();
+    EXPECT_NE(CBitmap(badText).mBitmap, nullptr);
+    EXPECT_NE(CBitmap(Bytes(jpeg.begin(), jpeg.end() - 4)).mBitmap, nullptr);
+    EXPECT_EQ(CBitmap(Png(2, 2, 3, kRgb, {})).mBitmap, nullptr);
+    EXPECT_EQ(CBitmap(Bytes(jpeg.begin(), jpeg.begin() + 170)).mBitmap, nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+#endif
 
 TEST_F(Pictures, ThePixelLimitHoldsForAWellFormedPicture) {
     static_assert(platform::kMaxPicturePixels == 4096u * 4096u);
@@ -512,32 +559,108 @@ TEST(ScaleToFit, APixelIsTheMeanOfItsArea) {
     EXPECT_EQ(platform::ScaleToFit(column, 2).mRgb, (Bytes{40, 0, 0, 100, 0, 170}));
 }
 
+TEST(IsPlainPng, TakesWholeOpaquePicturesOnly) {
+    const Bytes rgb  = Png(2, 1, 8, kRgb, {0, 1, 2, 3, 4, 5, 6});
+    const auto  with = [](Bytes bytes, std::string_view chunk, const Bytes& content) {
+        Bytes extra;
+        PutChunk(extra, chunk, content);
+        bytes.insert(bytes.end() - 12, extra.begin(), extra.end());  // before the end chunk
+        return bytes;
+    };
+    const auto header = [](std::uint8_t bits, std::uint8_t colour, std::uint8_t interlaced) {
+        Bytes png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+        PutChunk(png, "IHDR", {0, 0, 0, 1, 0, 0, 0, 1, bits, colour, 0, 0, interlaced});
+        PutChunk(png, "IEND", {});
+        return png;
+    };
+    Bytes trailing = rgb;
+    trailing.push_back(0);
+    Bytes huge = rgb;  // a chunk that claims more than there is
+    huge[33]   = 0xFF;
+    const struct {
+        const char* mName;
+        Bytes       mBytes;
+        bool        mPlain;
+    } kCases[] = {
+        {"colours", rgb, true},
+        {"grey", Png(2, 1, 8, kGrey, {0, 7, 250}), true},
+        {"resolution and gamma", with(with(rgb, "pHYs", Bytes(9)), "gAMA", {0, 0, 0xB1, 0x8F}), true},
+        {"1 MiB", with(rgb, "IDAT", Bytes((1u << 20) - rgb.size() - 12)), true},
+        {"one byte more", with(rgb, "IDAT", Bytes((1u << 20) - rgb.size() - 11)), false},
+        {"opacities", kRgbaPng, false},
+        {"grey and opacities", header(8, 4, 0), false},
+        {"palette with a transparent colour", Png(2, 1, 8, kPalette, {0, 0, 1}), false},
+        {"palette", header(8, kPalette, 0), true},
+        {"interlaced", header(8, kRgb, 1), false},
+        {"a text", with(rgb, "tEXt", {'a', 0, 'b'}), false},
+        {"an animation", with(rgb, "acTL", Bytes(8)), false},
+        {"a second picture behind it", trailing, false},
+        {"a chunk beyond the end", huge, false},
+        {"jpeg", FromHex(kJpeg), false},
+        {"nothing", {}, false},
+    };
+    for (const auto& [name, bytes, plain] : kCases)
+        EXPECT_EQ(platform::IsPlainPng(bytes.data(), bytes.size()), plain) << name;
+    for (std::size_t i = 0; i < rgb.size(); ++i) {
+        Bytes damaged = rgb;
+        damaged[i] ^= 0x10;
+        EXPECT_FALSE(platform::IsPlainPng(damaged.data(), damaged.size())) << "changed at " << i;
+        EXPECT_FALSE(platform::IsPlainPng(rgb.data(), i)) << "cut at " << i;
+    }
+}
+
+/// What the tool writes of a bitmap.
+bool WritePng(const CBitmap& bitmap, std::uint32_t maxSide, const std::filesystem::path& path,
+              unsigned* error) {
+    const Bytes png = platform::EncodeAsPng(platform::ScaleToFit(bitmap.Pixels(), maxSide));
+    return platform::WriteWholeFile(Utf8(path).c_str(), png, error);
+}
+
 TEST_F(Pictures, PngFilesReadBackAsWritten) {
     const auto  path       = mFolder / u8"\u00fcber \u4e2d.png";
     const Bytes pictures[] = {FromHex(kGif), FromHex(kBmp), kRgbaPng, FromHex(kJpeg)};
+    unsigned    error      = 0;
     for (const Bytes& picture : pictures) {  // each replaces the one before
         const CBitmap bitmap(picture);
-        unsigned      error = 99;
-        ASSERT_TRUE(platform::WriteBitmapAsPng(bitmap.mBitmap, 0, Utf8(path).c_str(), &error));
-        EXPECT_EQ(error, 0u);
-        const CPixels before = bitmap.Pixels(), after = CBitmap(ReadFile(path)).Pixels();
+        ASSERT_TRUE(WritePng(bitmap, 0, path, &error));
+        const Bytes   file   = ReadFile(path);
+        const CPixels before = bitmap.Pixels(), after = CBitmap(file).Pixels();
         EXPECT_EQ(after.mWidth, before.mWidth);
         EXPECT_EQ(after.mRgb, before.mRgb);
-        EXPECT_EQ(ReadFile(path)[25], kRgb) << "no alpha channel in the file";
+        EXPECT_EQ(file[25], kRgb) << "no alpha channel in the file";
+        CPixels straight;
+        EXPECT_TRUE(platform::DecodeImage(file.data(), file.size(), &straight));
+        EXPECT_EQ(straight.mRgb, before.mRgb);
     }
     const CBitmap bitmap(FromHex(kJpeg));
-    ASSERT_TRUE(platform::WriteBitmapAsPng(bitmap.mBitmap, 4, Utf8(path).c_str()));
+    ASSERT_TRUE(WritePng(bitmap, 4, path, &error));
     const CPixels small = CBitmap(ReadFile(path)).Pixels();
     EXPECT_EQ(small.mWidth, 4u);
     EXPECT_EQ(small.mHeight, 2u);
     EXPECT_EQ(small.mRgb, platform::ScaleToFit(bitmap.Pixels(), 4).mRgb);
 }
 
+TEST_F(Pictures, EncodedPicturesOfAnyShapeDecode) {
+    // Below, at and above what one block of the coded data takes, with rows longer than that too.
+    for (const auto& [width, height] :
+         {std::pair{1u, 1u}, {21844u, 1u}, {21845u, 1u}, {21846u, 2u}, {1u, 16384u}, {300u, 301u}}) {
+        SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+        CPixels picture{width, height, Bytes(std::size_t{3} * width * height)};
+        for (std::size_t i = 0; i < picture.mRgb.size(); ++i)
+            picture.mRgb[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
+        const Bytes png = platform::EncodeAsPng(picture);
+        EXPECT_TRUE(platform::IsPlainPng(png.data(), png.size()));
+        const CPixels decoded = CBitmap(png).Pixels();
+        EXPECT_EQ(decoded.mWidth, width);
+        EXPECT_TRUE(decoded.mRgb == picture.mRgb);
+    }
+}
+
 TEST_F(Pictures, AFileThatCannotBeWrittenIsReported) {
     const CBitmap bitmap(kRgbaPng);
     for (const auto& path : {mFolder / "missing" / "a.png", mFolder}) {
         unsigned error = 0;
-        EXPECT_FALSE(platform::WriteBitmapAsPng(bitmap.mBitmap, 0, Utf8(path).c_str(), &error));
+        EXPECT_FALSE(WritePng(bitmap, 0, path, &error));
         EXPECT_NE(error, 0u);
     }
     EXPECT_TRUE(std::filesystem::is_directory(mFolder));
@@ -548,7 +671,7 @@ TEST_F(Pictures, AFileThatCannotBeWrittenIsReported) {
 TEST_F(Pictures, AFileThatCannotBeWrittenWholeIsRemoved) {
     const CBitmap bitmap(kRgbaPng);
     unsigned      error = 0;
-    EXPECT_FALSE(platform::WriteBitmapAsPng(bitmap.mBitmap, 0, "/dev/full", &error));
+    EXPECT_FALSE(WritePng(bitmap, 0, "/dev/full", &error));
     EXPECT_EQ(error, static_cast<unsigned>(ENOSPC));
     EXPECT_TRUE(std::filesystem::exists("/dev/full"));
 
@@ -558,8 +681,7 @@ TEST_F(Pictures, AFileThatCannotBeWrittenWholeIsRemoved) {
     rlimit small   = old;
     small.rlim_cur = 20;  // bytes: less than any PNG
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const bool written =
-        platform::WriteBitmapAsPng(bitmap.mBitmap, 0, Utf8(mFolder / "cut.png").c_str(), &error);
+    const bool written = WritePng(bitmap, 0, mFolder / "cut.png", &error);
     setrlimit(RLIMIT_FSIZE, &old);
     EXPECT_FALSE(written);
     EXPECT_EQ(error, static_cast<unsigned>(EFBIG));

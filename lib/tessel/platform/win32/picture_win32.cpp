@@ -1,9 +1,8 @@
 #include "tessel/platform/picture.h"
 
 #include <cstring>
+#include <memory>
 #include <new>
-#include <string>
-#include <vector>
 
 #include <windows.h>
 
@@ -132,68 +131,9 @@ HBITMAP DecodeStream(IStream* stream) noexcept {
     return bitmap;
 }
 
-/// The encoder's well-known class id: image/png.
-constexpr CLSID kPngEncoder = {0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
-
-/// Rows of blue, green, red, each padded to four bytes: the layout of a 24-bit GDI+ bitmap.
-std::vector<std::uint8_t> ToBgrRows(const CPixels& pixels, std::size_t stride) {
-    std::vector<std::uint8_t> rows(stride * pixels.mHeight);
-    const auto*               rgb = pixels.mRgb.data();
-    for (std::size_t y = 0; y < pixels.mHeight; ++y)
-        for (std::size_t x = 0; x < pixels.mWidth; ++x, rgb += 3) {
-            auto* bgr = &rows[y * stride + 3 * x];
-            bgr[0]    = rgb[2];
-            bgr[1]    = rgb[1];
-            bgr[2]    = rgb[0];
-        }
-    return rows;
-}
-
-bool EncodePng(const CPixels& pixels, IStream* stream) {
-    const std::size_t         stride  = (std::size_t{3} * pixels.mWidth + 3) / 4 * 4;
-    std::vector<std::uint8_t> rows    = ToBgrRows(pixels, stride);
-    Gdiplus::GpBitmap*        picture = nullptr;
-    if (gdip::GdipCreateBitmapFromScan0(static_cast<INT>(pixels.mWidth), static_cast<INT>(pixels.mHeight),
-                                        static_cast<INT>(stride), PixelFormat24bppRGB, rows.data(),
-                                        &picture) != Gdiplus::Ok)
-        return false;
-    const bool saved = gdip::GdipSaveImageToStream(picture, stream, &kPngEncoder, nullptr) == Gdiplus::Ok;
-    gdip::GdipDisposeImage(picture);
-    return saved;
-}
-
-std::wstring WidePath(const char* path) {
-    const int    units = MultiByteToWideChar(CP_UTF8, 0, path, -1, nullptr, 0);
-    std::wstring result(units > 0 ? static_cast<std::size_t>(units) : 1, L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, path, -1, result.data(), units);
-    return result;
-}
-
-/// Writes the file whole, or removes what came of it.
-bool WriteWhole(const wchar_t* path, const void* bytes, DWORD size, unsigned* error) noexcept {
-    HANDLE file = CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        *error = GetLastError();
-        return false;
-    }
-    DWORD      written = 0;
-    const bool good    = WriteFile(file, bytes, size, &written, nullptr) && written == size;
-    if (!good) *error = GetLastError();
-    CloseHandle(file);
-    if (!good) DeleteFileW(path);
-    return good;
-}
-
-bool WriteStreamTo(IStream* stream, const wchar_t* path, unsigned* error) noexcept {
-    STATSTG status = {};
-    HGLOBAL block  = nullptr;
-    if (FAILED(stream->Stat(&status, STATFLAG_NONAME)) || FAILED(GetHGlobalFromStream(stream, &block)))
-        return false;
-    const void* bytes   = GlobalLock(block);
-    const bool  written = bytes != nullptr && WriteWhole(path, bytes, status.cbSize.LowPart, error);
-    GlobalUnlock(block);
-    return written;
-}
+struct CDestroyBitmap {
+    void operator()(NativeBitmap bitmap) const noexcept { DestroyBitmap(bitmap); }
+};
 
 }  // namespace
 
@@ -250,26 +190,9 @@ bool GetBitmapPixels(NativeBitmap bitmap, CPixels* pixels) {
     return true;
 }
 
-bool WriteBitmapAsPng(NativeBitmap bitmap, std::uint32_t maxSide, const char* path,
-                      unsigned* error) noexcept {
-    unsigned  unused = 0;
-    unsigned& reason = error != nullptr ? *error : unused;
-    reason           = 0;
-    IStream* stream  = nullptr;
-    bool     written = false;
-    try {
-        CPixels pixels;
-        if (!GetBitmapPixels(bitmap, &pixels)) return false;
-        pixels = ScaleToFit(pixels, maxSide);
-        const CGdiPlus gdiPlus;
-        if (!gdiPlus.Started()) return false;
-        written = SUCCEEDED(CreateStreamOnHGlobal(nullptr, TRUE, &stream)) && EncodePng(pixels, stream) &&
-                  WriteStreamTo(stream, WidePath(path).c_str(), &reason);
-    } catch (const std::bad_alloc&) {
-        reason = 0;
-    }
-    if (stream != nullptr) stream->Release();
-    return written;
+bool DecodeImage(const std::uint8_t* bytes, std::size_t size, CPixels* pixels) {
+    const std::unique_ptr<void, CDestroyBitmap> bitmap(CreateBitmapFromImage(bytes, size));
+    return GetBitmapPixels(bitmap.get(), pixels);
 }
 
 }  // namespace platform

@@ -1,0 +1,7 @@
+// The floor of loading a DLL: there is one, and nothing in it.
+
+#include <windows.h>
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD, void*) {
+    return TRUE;
+}

@@ -1,0 +1,25 @@
+#include "tessel/platform/picture.h"
+#include "tessel/platform/platform.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+namespace platform {
+
+bool WriteWholeFile(const char* path, const std::vector<std::uint8_t>& bytes, unsigned* error) {
+    const std::filesystem::path name(reinterpret_cast<const char8_t*>(path));
+    std::ofstream               file(name, std::ios::binary);
+    const bool                  opened = file.is_open();
+    if (opened) file.write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes)).flush();
+    if (file) return true;
+    *error = LastError();
+    file.close();
+    std::error_code ignored;  // a pipe or a device stays
+    if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(name, ignored)))
+        std::filesystem::remove(name, ignored);
+    return false;
+}
+
+}  // namespace platform
