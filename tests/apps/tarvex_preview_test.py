@@ -7,9 +7,11 @@ import random
 import re
 import resource
 import shutil
+import struct
 import subprocess
 import sys
 import unittest
+import zlib
 
 from toolbox import SAMPLES, WINDOWS, ToolTest, read_png
 
@@ -188,10 +190,40 @@ class Thumbnail(ToolTest):
         for name, options, size in rows:
             self.assertEqual(self.make(name, *options)[:2], size)
 
+    @staticmethod
+    def stored(name):
+        """The image file in a sample."""
+        text = re.search(rb"Thumbnail64='([^']*)'", (SAMPLES / name).read_bytes())[1]
+        return base64.b64decode(text.replace(b'\\\n', b''))
+
+    def test_an_opaque_png_that_fits_is_handed_on_as_it_is(self):
+        rows = [
+            ('bandpass.tarvex', [], True),
+            ('bandpass.tarvex', ['--size', '256'], True),
+            ('bandpass.tarvex', ['--size', '255'], False),
+            ('array_steering.tarvex', [], False),  # has opacities
+            ('horn_feed.tarvex', [], False),       # a JPEG
+        ]
+        for name, options, as_it_is in rows:
+            self.make(name, *options)
+            written = (self.folder / 'out.png').read_bytes()
+            self.assertEqual(written == self.stored(name), as_it_is, (name, options))
+            self.assertEqual(written[25], 2, 'red, green, blue')
+
+    def test_a_png_whose_rows_are_missing_is_not_handed_on(self):
+        # All checksums are right, and it is cut all the same.
+        def chunk(kind, data):
+            return struct.pack('>I', len(data)) + kind + data + struct.pack('>I', zlib.crc32(kind + data))
+        png = (b'\x89PNG\r\n\x1a\n' + chunk(b'IHDR', struct.pack('>IIBBBBB', 2, 2, 8, 2, 0, 0, 0)) +
+               chunk(b'IDAT', zlib.compress(bytes(7))) + chunk(b'IEND', b''))
+        text = base64.b64encode(png)
+        self.write('cut.tarvex', b"$begin 'ProjectPreview'\nThumbnail64='" + text + b"'\n$end 'ProjectPreview'\n")
+        self.check(['thumbnail', '-o', 'out.png', 'cut.tarvex'], 1, '',
+                   r'tarvex-preview: cut\.tarvex: the thumbnail cannot be decoded\n')
+
     def test_pixels(self):
         for name in ('array_steering.tarvex', 'bandpass.tarvex'):
-            text = re.search(rb"Thumbnail64='([^']*)'", (SAMPLES / name).read_bytes())[1]
-            stored = read_png(base64.b64decode(text.replace(b'\\\n', b'')))
+            stored = read_png(self.stored(name))
             written = self.make(name)
             self.assertEqual(written[:2], stored[:2])
             for ours, theirs in zip(written[2], stored[2]):
@@ -331,11 +363,11 @@ class BytesRead(ToolTest):
 
     # What one tip may read of a project, however large, whose product and version stand in the first lines and
     # whose preview block begins in the last kilobyte:
-    PROBE = 4096    # the C library's buffer, once
-    LOCATOR = 1000  # one chunk, read without a buffer in between
-    STREAM = 10224  # one refill of the token stream: the file's first character tells its form,
-    PREVIEW = 10224  # and one from the preview block on
-    BOUND = PROBE + LOCATOR + STREAM + PREVIEW
+    HEAD = 4096     # a page with the first lines
+    FORM = 1        # the first byte tells the file's form
+    LOCATOR = 1000  # one chunk
+    PREVIEW = 1000  # and the preview block, from its begin to the end of the file
+    BOUND = HEAD + FORM + LOCATOR + PREVIEW
 
     def bytes_read(self, name, trace):
         """Sums the bytes that reads of the file's descriptors returned."""

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <iterator>
+#include <random>
 
 namespace {
 
@@ -88,6 +90,49 @@ TEST(Locator, TakesTheMarkerThatCounts) {
         EXPECT_EQ(Locate(project.Write(row.mContent)), row.mOffset) << row.mContent.size() << ": " << shown;
     }
     EXPECT_EQ(assertions.Take(), "");
+}
+
+/// The search to the letter, pass by pass, in a file's content.
+std::int64_t LocateStepByStep(const std::string& content) {
+    constexpr std::size_t kChunk = 1000, kCarry = 100;
+    std::string           buffer(kChunk + kCarry + 1, '\0');
+    std::string           carry;
+    for (std::size_t end = content.size();;) {
+        const bool        atStart = end < kChunk;
+        const std::size_t start   = atStart ? 0 : end - kChunk;
+        buffer.replace(0, end - start, content, start, end - start);
+        buffer.replace(end - start, carry.size(), carry);
+        if (const auto at = buffer.find(kBegin); at != buffer.npos)
+            return static_cast<std::int64_t>(start + at);
+        if (buffer.find(kProjectEnd) != buffer.npos || buffer.find(kFilesEnd) != buffer.npos || atStart)
+            return kNone;
+        carry = buffer.substr(0, kCarry);
+        end   = start;
+    }
+}
+
+TEST(Locator, AnswersAsTheStepsDo) {
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937           random(seed);
+    const std::string_view kParts[] = {kBegin,      kBegin,    kBegin.substr(0, 10), kBegin.substr(10),
+                                       kProjectEnd, kFilesEnd, "$begin 'Mesh'"};
+    CProject               project;
+    // Around each length at which another piece is read, and a marker or a half of one around each border.
+    for (const std::size_t border : {1000, 3000, 7000, 15000, 31000, 63000, 127000, 191000})
+        for (int i = 0; i < 40; ++i) {
+            std::string content(border - 30 + random() % 1100, '.');
+            for (auto count = random() % 4; count != 0; --count) {
+                const std::string_view part = kParts[random() % std::size(kParts)];
+                const std::size_t      behind =
+                    random() % 2 != 0 ? random() % content.size()
+                                           : (random() % (content.size() / 1000 + 1)) * 1000 + random() % 160;
+                if (behind >= part.size() && behind <= content.size())
+                    content.replace(content.size() - behind, part.size(), part);
+            }
+            ASSERT_EQ(Locate(project.Write(content)), LocateStepByStep(content))
+                << content.size() << " bytes, row " << i;
+        }
 }
 
 TEST(Locator, RefusesFilesThatAreTooLong) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 namespace {
 
 using namespace preview_support;
@@ -49,6 +51,47 @@ TEST(ThumbnailDecoder, Base64) {
     };
     for (const CRow& row : kRows)
         EXPECT_EQ(Bytes(DecodeThumbnailText(AString(row.mText), true)), row.mBytes) << Escaped(row.mText);
+}
+
+/// The decoder to the letter, a character at a time.
+std::vector<std::uint8_t> DecodeStepByStep(const std::wstring& text) {
+    constexpr std::wstring_view kDigits = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::size_t                 counted = 0;
+    for (const wchar_t ch : text)
+        counted += ch != L'=' && !platform::IsSpace(ch) ? 1 : 0;
+    const std::size_t         size = counted / 4 * 3 + (counted % 4 == 3 ? 2 : counted % 4 != 0 ? 1 : 0);
+    std::vector<std::uint8_t> out;
+    for (std::size_t p = 0; out.size() < size;) {
+        std::int32_t value = 0;
+        for (int digit = 0; digit < 4; ++digit) {
+            value <<= 6;
+            while (p < text.size() && platform::IsSpace(text[p]))
+                ++p;
+            if (p == text.size()) continue;
+            const std::size_t at = kDigits.find(text[p]);
+            value += text[p] == L'=' ? 0 : at == kDigits.npos ? -1 : static_cast<std::int32_t>(at);
+            ++p;
+        }
+        for (const int shift : {16, 8, 0})
+            out.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+    out.resize(size);
+    return out;
+}
+
+TEST(ThumbnailDecoder, DecodesAsTheStepsDo) {
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (wchar_t odd = 0; odd < 0x180; ++odd) {  // each character, at any place among the digits
+        std::wstring text(random() % 200 + 1, L'A');
+        for (wchar_t& ch : text)
+            ch = L"QRaz09+/"[random() % 8];
+        for (auto count = random() % 4 + 1; count != 0; --count)
+            text[random() % text.size()] = odd;
+        ASSERT_EQ(Bytes(DecodeThumbnailText(AString(text), true)), Bytes(DecodeStepByStep(text)))
+            << Escaped(text);
+    }
 }
 
 TEST(ThumbnailDecoder, Hexadecimal) {

@@ -92,11 +92,16 @@ std::FILE* OpenForReading(const char* path, bool text) noexcept;
 /// may read and write it meanwhile. Null when it cannot open.
 std::FILE* OpenForAppending(const char* path) noexcept;
 
-/// Low-level file calls on a descriptor. `path` is wide; -1 is the failure of each.
-int          OpenDescriptor(const wchar_t* path) noexcept;
-int          ReadDescriptor(int descriptor, void* out, unsigned bytes) noexcept;
-std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noexcept;
-void         CloseDescriptor(int descriptor) noexcept;
+/// Low-level file calls on a descriptor, which is opened for binary reading; -1 is the failure of each.
+/// @param size  receives the file's length in bytes; null: not asked for.
+int OpenDescriptor(const wchar_t* path, std::int64_t* size = nullptr) noexcept;
+int OpenDescriptor(const char* path, std::int64_t* size = nullptr) noexcept;
+int ReadDescriptor(int descriptor, void* out, unsigned bytes) noexcept;
+/// Reads from a place in the file, wherever the descriptor stands; it may stand elsewhere after that.
+int ReadDescriptorAt(int descriptor, std::int64_t offset, void* out, unsigned bytes) noexcept;
+/// On: `ReadDescriptor` folds CR LF to LF, and ends at what ends a text, where the C library does so.
+void SetTextMode(int descriptor, bool on) noexcept;
+void CloseDescriptor(int descriptor) noexcept;
 
 /// Opens a file for binary reading through a buffer of the C++ library, shared as above; what that
 /// library opens by itself nobody can rename or delete on Windows. False when it does not open.

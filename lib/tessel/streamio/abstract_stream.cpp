@@ -14,6 +14,8 @@ namespace io {
 
 namespace {
 
+constexpr const wchar_t* kFastOpen = L"io::CreateFastIStream, file open";
+
 /// A stream that owns its fast buffer.
 class CFastIStream final : public std::wistream {
   public:
@@ -78,8 +80,17 @@ std::unique_ptr<std::wistream> CreateFastIStream(const AString& path) {
     platform::SetLastError(0);
     auto       buffer = std::make_unique<CFastIStreamBuf<wchar_t>>();
     const bool opened = buffer->Open(path);
-    ReportFileAccess(AString(L"io::CreateFastIStream, file open"), path);
+    ReportFileAccess(AString(kFastOpen), path);
     if (!opened) return CreateIStream(path);
+    return std::make_unique<CFastIStream>(std::move(buffer));
+}
+
+std::unique_ptr<std::wistream> CreateFastIStream(const AString& path, int descriptor, std::int64_t size) {
+    errno = 0;
+    platform::SetLastError(0);
+    auto buffer = std::make_unique<CFastIStreamBuf<wchar_t>>();
+    buffer->Open(descriptor, size);
+    ReportFileAccess(AString(kFastOpen), path);
     return std::make_unique<CFastIStream>(std::move(buffer));
 }
 

@@ -35,6 +35,9 @@ std::unique_ptr<std::wofstream> CreateOStream(const AString& path, bool replace)
 std::unique_ptr<std::wfstream> CreateIOStream(const AString& path);
 /// The same for reading through `CFastIStreamBuf`; falls back to `CreateIStream`.
 std::unique_ptr<std::wistream> CreateFastIStream(const AString& path);
+/// The same for a file that is open already, and stays so as long as the stream is read. It has `size`
+/// bytes; the path is what is reported.
+std::unique_ptr<std::wistream> CreateFastIStream(const AString& path, int descriptor, std::int64_t size);
 
 /// The base of every block stream.
 class CAbstract_stream {

@@ -1,35 +1,56 @@
 #include "tessel/streamio/fast_istreambuf.h"
 
 #include "tessel/platform/platform.h"
+#include "tessel/streamio/utf8.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace io {
 
 template <class CharT>
 bool CFastIStreamBuf<CharT>::Open(const AString& path) {
     Close();
-    const int file = platform::OpenDescriptor(path.CStr());
+    std::int64_t size = 0;
+    const int    file = platform::OpenDescriptor(path.CStr(), &size);
     if (file == kNoFile) return false;
-    const std::int64_t size = platform::SeekDescriptor(file, 0, SEEK_END);
-    if (size < 0 || platform::SeekDescriptor(file, 0, SEEK_SET) != 0) {
-        platform::CloseDescriptor(file);
-        return false;
-    }
-    mFile        = file;
-    mSizePlusOne = size + 1;
-    mReadOffset  = 0;
-    this->setg(BufferStart(), BufferStart(), BufferStart());
+    Open(file, size);
+    mOwnsFile = true;
     return true;
+}
+
+template <class CharT>
+void CFastIStreamBuf<CharT>::Open(int descriptor, std::int64_t size) noexcept {
+    Close();
+    mFile        = descriptor;
+    mOwnsFile    = false;
+    mSizePlusOne = size + 1;
+    GoTo(0);
 }
 
 template <class CharT>
 void CFastIStreamBuf<CharT>::Close() noexcept {
     if (!IsOpen()) return;
-    platform::CloseDescriptor(mFile);
+    if (mOwnsFile) platform::CloseDescriptor(mFile);
     mFile = kNoFile;
     this->setg(nullptr, nullptr, nullptr);
+}
+
+template <class CharT>
+void CFastIStreamBuf<CharT>::GoTo(std::int64_t offset) noexcept {
+    mReadOffset = offset;
+    this->setg(BufferStart(), BufferStart(), BufferStart());
+}
+
+template <class CharT>
+std::size_t CFastIStreamBuf<CharT>::Fill(std::size_t used, std::size_t most) noexcept {
+    // On the stack: streams of several threads refill at the same time.
+    std::array<unsigned char, kBufferSize> bytes;
+    const int                              count =
+        platform::ReadDescriptorAt(mFile, mReadOffset, bytes.data(), static_cast<unsigned>(most));
+    if (count <= 0) return 0;
+    WidenBytes(bytes.data(), static_cast<std::size_t>(count), BufferStart() + used);
+    mReadOffset += count;
+    return static_cast<std::size_t>(count);
 }
 
 template <class CharT>
@@ -37,18 +58,18 @@ typename CFastIStreamBuf<CharT>::int_type CFastIStreamBuf<CharT>::underflow() {
     if (this->gptr() != this->egptr()) return traits::to_int_type(*this->gptr());
     if (!IsOpen()) return traits::eof();
 
-    // On the stack: streams of several threads refill at the same time.
-    std::array<unsigned char, kBufferSize> bytes;
-    const int count = platform::ReadDescriptor(mFile, bytes.data(), static_cast<unsigned>(bytes.size()));
-    if (count <= 0) {
-        this->setg(BufferStart(), BufferStart(), BufferStart());
+    const auto held = static_cast<std::size_t>(this->egptr() - BufferStart());
+    const bool full = held == kBufferSize;
+    const auto kept = full ? std::min<std::ptrdiff_t>(kPutBack, this->gptr() - this->eback()) : 0;
+    if (full) std::copy(this->gptr() - kept, this->gptr(), BufferStart() - kept);
+    const std::size_t used  = full ? 0 : held;
+    const std::size_t count = Fill(used, held == 0 ? kFirstFill : kBufferSize - used);
+    if (count == 0) {
+        GoTo(mReadOffset);
         return traits::eof();
     }
-    const auto kept = std::min<std::ptrdiff_t>(kPutBack, this->gptr() - this->eback());
-    std::copy(this->gptr() - kept, this->gptr(), BufferStart() - kept);
-    std::copy_n(bytes.data(), count, BufferStart());
-    mReadOffset += count;
-    this->setg(BufferStart() - kept, BufferStart(), BufferStart() + count);
+    this->setg(full ? BufferStart() - kept : this->eback(), BufferStart() + used,
+               BufferStart() + used + count);
     return traits::to_int_type(*this->gptr());
 }
 
@@ -77,9 +98,7 @@ typename CFastIStreamBuf<CharT>::pos_type CFastIStreamBuf<CharT>::seekoff(off_ty
     if (back >= 1 && back <= Unread()) {
         this->setg(this->eback(), this->egptr() - back, this->egptr());
     } else if (target != current) {
-        if (platform::SeekDescriptor(mFile, target, SEEK_SET) != target) return failed;
-        mReadOffset = target;
-        this->setg(BufferStart(), BufferStart(), BufferStart());
+        GoTo(target);
     }
     return pos_type(static_cast<off_type>(target));
 }

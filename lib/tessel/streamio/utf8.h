@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -44,5 +46,19 @@ std::string ToUtf8Units(std::wstring_view text);
 /// The units of UTF-8 bytes. A byte that is not well formed stands for itself; a character beyond the
 /// 16-bit range becomes two units.
 std::wstring FromUtf8(std::string_view bytes);
+
+/// Each byte becomes a character of the same value. Blocks of fixed length, copied so that nobody can write
+/// to them meanwhile, are what compilers make wide instructions of.
+template <class CharT>
+void WidenBytes(const unsigned char* bytes, std::size_t count, CharT* out) noexcept {
+    constexpr std::size_t             kBlock = 32;
+    std::array<unsigned char, kBlock> block;
+    for (; count >= kBlock; count -= kBlock, bytes += kBlock, out += kBlock) {
+        std::copy_n(bytes, kBlock, block.begin());
+        for (std::size_t i = 0; i < kBlock; ++i)
+            out[i] = static_cast<CharT>(block[i]);
+    }
+    std::copy_n(bytes, count, out);
+}
 
 }  // namespace io

@@ -1,13 +1,14 @@
 #include "tessel/baseutils/assertion.h"
-#include "tessel/platform/platform.h"
 #include "tessel/streamio/token_istream.h"
-#include "viewkit/tools/OpenFile.h"
+#include "viewkit/tools/PreviewBlock.h"
+#include "viewkit/tools/ProjectFile.h"
 #include "viewkit/tools/ProjectPreviewHelper.h"
 
 #include <algorithm>
 #include <array>
 #include <limits>
 #include <string_view>
+#include <vector>
 
 namespace ProjectPreviewHelper {
 
@@ -16,8 +17,11 @@ namespace {
 constexpr std::string_view kPreviewBeginMarker       = "$begin 'ProjectPreview'";
 constexpr std::string_view kProjectEndMarker         = "$end 'TarvexProject'";
 constexpr std::string_view kReferencedFilesEndMarker = "$end 'AllReferencedFilesForProject'";
+constexpr char             kMarkerStart              = '$';
+static_assert(kPreviewBeginMarker[0] == kMarkerStart && kProjectEndMarker[0] == kMarkerStart &&
+              kReferencedFilesEndMarker[0] == kMarkerStart);
 
-constexpr std::size_t kChunkSize      = 1000;  // bytes read per pass, stepping back from the end
+constexpr std::size_t kChunkSize      = 1000;  // bytes searched per pass, stepping back from the end
 constexpr std::size_t kPreviewOverlap = 100;   // bytes seen again, so that a marker across a border is found
 constexpr std::size_t kSearchSize     = kChunkSize + kPreviewOverlap + 1;
 
@@ -25,86 +29,129 @@ static_assert(std::max({kPreviewBeginMarker.size(), kProjectEndMarker.size(),
                         kReferencedFilesEndMarker.size()}) <= kPreviewOverlap,
               "no marker is longer than what is seen again");
 
-/// Reads a file backwards, a chunk a pass.
+/// A file that is read backwards, chunk by chunk. The chunks come from pieces that grow: most often what
+/// is wanted lies in the first few.
+class CChunks {
+  public:
+    explicit CChunks(const CProjectFile& file) : mFile(file), mPieceStart(file.Size()) {}
+
+    /// Reads `size` bytes, which end where those read before began. @return how many there were.
+    std::size_t Read(std::int64_t start, char* out, std::size_t size) {
+        // A piece that is cut off (the file has become shorter) is none: its chunks are read one by one.
+        if (start < mPieceStart && !LoadPiece(start + static_cast<std::int64_t>(size)))
+            return mFile.Read(start, out, size);
+        std::copy_n(mPiece.begin() + static_cast<std::ptrdiff_t>(start - mPieceStart), size, out);
+        return size;
+    }
+
+  private:
+    static constexpr std::size_t kLargestPiece = 64 * kChunkSize;
+
+    bool LoadPiece(std::int64_t end) {
+        mPiece.resize(static_cast<std::size_t>(std::min(static_cast<std::int64_t>(mPieceSize), end)));
+        mPieceSize  = std::min(2 * mPieceSize, kLargestPiece);
+        mPieceStart = end - static_cast<std::int64_t>(mPiece.size());
+        if (mFile.Read(mPieceStart, mPiece.data(), mPiece.size()) == mPiece.size()) return true;
+        mPieceStart = end;
+        return false;
+    }
+
+    const CProjectFile& mFile;
+    std::vector<char>   mPiece;  ///< whole chunks, but for the file's first
+    std::int64_t        mPieceStart;
+    std::size_t         mPieceSize = kChunkSize;  ///< of the next
+};
+
+/// Searches a file backwards, a chunk a pass.
 class CBackwardScan {
   public:
     enum class EFound { kNothingYet, kPreview, kNoPreview };
 
-    explicit CBackwardScan(std::FILE* file) : mFile(file) {}
-
-    /// Goes to the end. False when the file is too long for 32-bit positions.
-    bool Start() {
-        const int res = std::fseek(mFile, 0, SEEK_END);
-        TESSEL_ASSERT(res == 0);
-        mChunkStart = std::ftell(mFile);
-        return mChunkStart >= 0 && mChunkStart <= std::numeric_limits<std::int32_t>::max();
-    }
+    explicit CBackwardScan(const CProjectFile& file) : mChunks(file), mChunkStart(file.Size()) {}
 
     /// Reads the chunk before the last one and searches it.
     EFound Pass();
     /// Where the marker was found, in bytes from the start of the file.
-    std::uint32_t Offset() const { return static_cast<std::uint32_t>(mChunkStart + mMarker); }
-
-  private:
-    bool ReadChunk();
-    long Find(std::string_view marker) const {
-        const auto at = std::search(mBuffer.begin(), mBuffer.end(), marker.begin(), marker.end());
-        return at == mBuffer.end() ? -1 : static_cast<long>(at - mBuffer.begin());
+    std::uint32_t Offset() const {
+        return static_cast<std::uint32_t>(mChunkStart + static_cast<std::int64_t>(mMarker));
     }
 
-    std::FILE* mFile;
+  private:
+    void   ReadChunk();
+    EFound Search();
+
+    CChunks mChunks;
     // Searched whole in every pass: behind a short chunk and the carry stands what earlier passes
     // left there.
     std::array<char, kSearchSize>     mBuffer{};
     std::array<char, kPreviewOverlap> mCarry{};
-    std::size_t                       mCarried    = 0;  // bytes in the carry: none at first
-    long                              mChunkStart = 0;
-    long                              mMarker     = 0;
-    bool                              mAtStart    = false;
+    std::size_t                       mCarried = 0;  // bytes in the carry: none at first
+    std::int64_t                      mChunkStart;
+    std::size_t                       mMarker  = 0;
+    bool                              mAtStart = false;
 };
 
-bool CBackwardScan::ReadChunk() {
-    const long endPos = mChunkStart;
-    mAtStart          = endPos < static_cast<long>(kChunkSize);
-    mChunkStart       = mAtStart ? 0 : endPos - static_cast<long>(kChunkSize);
-    if (std::fseek(mFile, mChunkStart, SEEK_SET) != 0) {
-        TESSEL_ASSERT_TEXT(false, "0");
-        return false;
-    }
+void CBackwardScan::ReadChunk() {
+    const std::int64_t endPos = mChunkStart;
+    mAtStart                  = endPos < static_cast<std::int64_t>(kChunkSize);
+    mChunkStart               = mAtStart ? 0 : endPos - static_cast<std::int64_t>(kChunkSize);
+
     const auto numCharsWeWillBeReading = static_cast<std::size_t>(endPos - mChunkStart);
-    const auto numCharsRead            = std::fread(mBuffer.data(), 1, numCharsWeWillBeReading, mFile);
+    const auto numCharsRead            = mChunks.Read(mChunkStart, mBuffer.data(), numCharsWeWillBeReading);
     TESSEL_ASSERT(numCharsRead == numCharsWeWillBeReading);
     std::copy_n(mCarry.begin(), mCarried, mBuffer.begin() + static_cast<std::ptrdiff_t>(numCharsRead));
-    return true;
+}
+
+/// The preview's first begin counts, else any of the end markers. All markers begin alike, so one search
+/// for that finds them all.
+CBackwardScan::EFound CBackwardScan::Search() {
+    const std::string_view buffer(mBuffer.data(), mBuffer.size());
+    EFound                 found = EFound::kNothingYet;
+    for (std::size_t at = buffer.find(kMarkerStart); at != buffer.npos;
+         at             = buffer.find(kMarkerStart, at + 1)) {
+        const std::string_view rest = buffer.substr(at);
+        if (rest.starts_with(kPreviewBeginMarker)) {
+            mMarker = at;
+            return EFound::kPreview;
+        }
+        if (rest.starts_with(kProjectEndMarker) || rest.starts_with(kReferencedFilesEndMarker))
+            found = EFound::kNoPreview;
+    }
+    return found;
 }
 
 CBackwardScan::EFound CBackwardScan::Pass() {
-    if (!ReadChunk()) return EFound::kNoPreview;
-    const long offsetIntoBuffer = Find(kPreviewBeginMarker);
-    if (offsetIntoBuffer >= 0) {
-        TESSEL_ASSERT(offsetIntoBuffer < static_cast<long>(kChunkSize));
-        mMarker = offsetIntoBuffer;
-        return EFound::kPreview;
+    ReadChunk();
+    const EFound found = Search();
+    if (found == EFound::kPreview) {
+        const std::size_t offsetIntoBuffer = mMarker;
+        TESSEL_ASSERT(offsetIntoBuffer < kChunkSize);
     }
-    if (Find(kProjectEndMarker) >= 0 || Find(kReferencedFilesEndMarker) >= 0 || mAtStart)
-        return EFound::kNoPreview;
+    if (found != EFound::kNothingYet) return found;
+    if (mAtStart) return EFound::kNoPreview;
     mCarried = kPreviewOverlap;
     std::copy_n(mBuffer.begin(), kPreviewOverlap, mCarry.begin());
     return EFound::kNothingYet;
 }
 
+bool FindBlock(std::uint32_t offset, io::CToken_istream& stream) {
+    stream.SetPos(io::CAbstract_stream_pos(offset));
+    return stream.FindBlock(AString(L"ProjectPreview"));
+}
+
 }  // namespace
 
 bool FindPreviewBlockOffset(const AString& path, std::uint32_t& offset) {
-    const COpenFile projFile(platform::OpenForReading(path.ToNarrow().c_str(), false));
-    TESSEL_ASSERT(projFile);
-    if (!projFile) return false;
-    // Chunks are read as they are, not in larger pieces: the tail is all that is wanted.
-    std::setvbuf(projFile.get(), nullptr, _IONBF, 0);
+    const CProjectFile projFile(path);
+    TESSEL_ASSERT_TEXT(projFile.IsOpen(), "projFile");
+    return FindPreviewBlockOffset(projFile, offset);
+}
 
-    CBackwardScan scan(projFile.get());
-    if (!scan.Start()) return false;
-    auto found = CBackwardScan::EFound::kNothingYet;
+bool FindPreviewBlockOffset(const CProjectFile& file, std::uint32_t& offset) {
+    // Positions have 32 bits.
+    if (!file.IsOpen() || file.Size() > std::numeric_limits<std::int32_t>::max()) return false;
+    CBackwardScan scan(file);
+    auto          found = CBackwardScan::EFound::kNothingYet;
     while (found == CBackwardScan::EFound::kNothingYet)
         found = scan.Pass();
     if (found != CBackwardScan::EFound::kPreview) return false;
@@ -114,9 +161,12 @@ bool FindPreviewBlockOffset(const AString& path, std::uint32_t& offset) {
 
 bool OpenPreviewBlock(const AString& path, io::CToken_istream& stream) {
     std::uint32_t offset = 0;
-    if (!FindPreviewBlockOffset(path, offset)) return false;
-    stream.SetPos(io::CAbstract_stream_pos(offset));
-    return stream.FindBlock(AString(L"ProjectPreview"));
+    return FindPreviewBlockOffset(path, offset) && FindBlock(offset, stream);
+}
+
+bool OpenPreviewBlock(const CProjectFile& file, io::CToken_istream& stream) {
+    std::uint32_t offset = 0;
+    return FindPreviewBlockOffset(file, offset) && FindBlock(offset, stream);
 }
 
 }  // namespace ProjectPreviewHelper

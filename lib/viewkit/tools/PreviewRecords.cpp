@@ -1,47 +1,116 @@
 #include "viewkit/tools/PreviewBlock.h"
+#include "viewkit/tools/PreviewLines.h"
+#include "viewkit/tools/ProjectFile.h"
 #include "viewkit/tools/ProjectPreviewHelper.h"
 
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace ProjectPreviewHelper {
 
 namespace {
 
-io::CBlock_vec ReadVec(io::CBlock& block, const wchar_t* name) {
-    io::CBlock_vec vec(name);
-    block.LookUp(vec);
-    return vec;
+std::vector<AString> ReadStrings(io::CBlock& block, std::wstring_view name) {
+    const io::CBlock_vec* vec = FindVec(block, name);
+    return vec != nullptr ? vec->Strings() : std::vector<AString>();
 }
 
 std::vector<SetupExperiment> ReadParamorphSetups(io::CBlock& design) {
-    const std::vector<AString>      names = ReadVec(design, L"Paramorph Setups").Strings();
-    const std::vector<std::int32_t> types = ReadVec(design, L"Paramorph Experiment Types").Ints();
+    std::vector<AString>            names = ReadStrings(design, L"Paramorph Setups");
+    const io::CBlock_vec*           vec   = FindVec(design, L"Paramorph Experiment Types");
+    const std::vector<std::int32_t> types = vec != nullptr ? vec->Ints() : std::vector<std::int32_t>();
     std::vector<SetupExperiment>    setups;
+    setups.reserve(names.size());
     for (std::size_t i = 0; i < names.size(); ++i)
-        setups.push_back({names[i], i < types.size() ? types[i] : kDefaultExperimentType});
+        setups.push_back({std::move(names[i]), i < types.size() ? types[i] : kDefaultExperimentType});
     return setups;
+}
+
+DesignTitle ReadTitleItems(io::CBlock& design) {
+    DesignTitle title;
+    ReadField(design, L"DesignName", title.DesignName);
+    ReadField(design, L"Notes", title.Notes);
+    return title;
 }
 
 DesignPreview ReadDesign(io::CBlock& design) {
     DesignPreview record;
-    ReadField(design, L"DesignName", record.DesignName);
-    ReadField(design, L"Notes", record.Notes);
+    DesignTitle   title = ReadTitleItems(design);
+    record.DesignName   = std::move(title.DesignName);
+    record.Notes        = std::move(title.Notes);
     ReadField(design, L"IsSolved", record.IsSolved);
     ReadField(design, L"Factory", record.Factory);
-    record.NominalSetups   = ReadVec(design, L"Nominal Setups").Strings();
+    record.NominalSetups   = ReadStrings(design, L"Nominal Setups");
     record.ParamorphSetups = ReadParamorphSetups(design);
     return record;
+}
+
+/// A title from the lines of a design's block; false when one of them has to be read by the block reader.
+bool ReadTitle(CPreviewLines& lines, DesignTitle& title) {
+    using EKind = CPreviewLines::EKind;
+    struct CField {
+        std::string_view mName;
+        AString&         mText;
+        bool             mFound = false;
+    };
+    CField fields[] = {{"DesignName", title.DesignName}, {"Notes", title.Notes}};
+    for (EKind kind = lines.Next(); kind != EKind::kEnd; kind = lines.Next()) {
+        if (kind != EKind::kText && kind != EKind::kOther) return false;
+        for (CField& field : fields) {
+            if (field.mFound || !lines.IsNamed(field.mName)) continue;
+            if (kind != EKind::kText) return false;
+            field.mText  = lines.Text();
+            field.mFound = true;
+        }
+    }
+    if (!fields[0].mFound) title.Notes.Clear();  // no field counts behind one that is missing
+    return true;
+}
+
+/// The titles from the lines of a preview; the same `false`.
+bool ReadTitles(CPreviewLines& lines, std::vector<DesignTitle>& titles) {
+    using EKind = CPreviewLines::EKind;
+    for (EKind kind = lines.Next(); kind != EKind::kUnknown; kind = lines.Next()) {
+        if (lines.Depth() == 0) return kind == EKind::kEnd;
+        if (kind == EKind::kBegin && lines.Depth() == 2 && lines.IsNamed("DesignInfo"))
+            if (!ReadTitle(lines, titles.emplace_back())) return false;
+    }
+    return false;
+}
+
+template <class Record>
+bool ReadDesigns(const AString& path, const CProjectFile& file, std::vector<Record>& records,
+                 Record (*read)(io::CBlock&)) {
+    records.clear();
+    io::CBlock preview;
+    if (!ReadPreviewBlock(path, file, preview)) return false;
+    for (const io::CBlockItemPtr& item : preview.Items())
+        if (item && item->IsBlock() && HasName(*item, L"DesignInfo"))
+            records.push_back(read(static_cast<io::CBlock&>(*item)));
+    return true;
 }
 
 }  // namespace
 
 bool GetProjectPreviewData(const AString& path, std::vector<DesignPreview>& designs) {
-    designs.clear();
-    io::CBlock preview;
-    if (!ReadPreviewBlock(path, preview)) return false;
-    for (const io::CBlockItemPtr& item : preview.ItemsNamed(L"DesignInfo"))
-        if (const io::CBlockPtr design(item); design) designs.push_back(ReadDesign(*design));
-    return true;
+    return GetProjectPreviewData(path, CProjectFile(path), designs);
+}
+
+bool GetProjectPreviewData(const AString& path, const CProjectFile& file,
+                           std::vector<DesignPreview>& designs) {
+    return ReadDesigns(path, file, designs, &ReadDesign);
+}
+
+bool GetDesignTitles(const AString& path, const CProjectFile& file, std::vector<DesignTitle>& titles) {
+    titles.clear();
+    std::string bytes;
+    if (ReadPreviewBytes(file, bytes)) {
+        CPreviewLines lines(bytes);
+        if (ReadTitles(lines, titles)) return true;
+    }
+    return ReadDesigns(path, file, titles, &ReadTitleItems);
 }
 
 }  // namespace ProjectPreviewHelper

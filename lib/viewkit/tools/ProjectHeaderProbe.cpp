@@ -1,11 +1,15 @@
 #include "tessel/platform/platform.h"
 #include "viewkit/tools/CharacterCount.h"
-#include "viewkit/tools/OpenFile.h"
+#include "viewkit/tools/ProjectFile.h"
 #include "viewkit/tools/ProjectPreviewHelper.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <optional>
+#include <string_view>
 
 namespace ProjectPreviewHelper {
 
@@ -13,15 +17,66 @@ namespace {
 
 constexpr int         kHeaderProbeMaxLines = 20;    // reads; a longer line takes several
 constexpr std::size_t kLineBuffer          = 5000;  // bytes, with the NUL
+constexpr std::size_t kPage                = 4096;  // bytes of the file, read at a time
 constexpr std::size_t kMaxCapture          = 99;    // characters between single quotes
 
-/// The text behind `lead` (a scan format that ends in `'%n`) up to the next single quote, or to the
-/// end of what was read.
-std::optional<std::string> ScanQuoted(const char* line, const char* lead) {
-    int end = -1;
-    std::sscanf(line, lead, &end);
-    if (end < 0) return std::nullopt;
-    const char*       begin  = line + end;
+/// The lines of a file's head, as `fgets` cuts them.
+class CHeadLines {
+  public:
+    explicit CHeadLines(const CProjectFile& file) : mFile(file.Descriptor()) {
+        platform::SetTextMode(mFile, true);
+    }
+    ~CHeadLines() { platform::SetTextMode(mFile, false); }
+    CHeadLines(const CHeadLines&)            = delete;
+    CHeadLines& operator=(const CHeadLines&) = delete;
+
+    /// The next line with its line end, or as much of it as a line may be long; null at the end.
+    const char* Next() {
+        std::size_t length = 0;
+        for (bool ended = false; !ended && length + 1 < mLine.size() && HasMore();) {
+            const std::string_view rest(mPage.data() + mUsed, mFilled - mUsed);
+            const std::string_view part = rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1)
+                                              .substr(0, mLine.size() - 1 - length);
+            part.copy(mLine.data() + length, part.size());
+            length += part.size();
+            mUsed += part.size();
+            ended = part.back() == '\n';
+        }
+        mLine[length] = '\0';
+        return length != 0 ? mLine.data() : nullptr;
+    }
+
+  private:
+    bool HasMore() {
+        if (mUsed < mFilled) return true;
+        const int count = platform::ReadDescriptor(mFile, mPage.data(), static_cast<unsigned>(mPage.size()));
+        mUsed           = 0;
+        mFilled         = count > 0 ? static_cast<std::size_t>(count) : 0;
+        return mFilled != 0;
+    }
+
+    int                           mFile;
+    std::size_t                   mUsed   = 0;
+    std::size_t                   mFilled = 0;
+    std::array<char, kPage>       mPage;
+    std::array<char, kLineBuffer> mLine;
+};
+
+/// What stands behind these words, each of which may follow white space; null when it is not all of them.
+const char* Behind(const char* line, std::initializer_list<std::string_view> words) {
+    for (const std::string_view word : words) {
+        line += std::strspn(line, " \t\n\v\f\r");
+        if (std::strncmp(line, word.data(), word.size()) != 0) return nullptr;
+        line += word.size();
+    }
+    return line;
+}
+
+/// The text behind the words, the last of which is a single quote, up to the next one or to the end of
+/// what was read.
+std::optional<std::string> ScanQuoted(const char* line, std::initializer_list<std::string_view> words) {
+    const char* begin = Behind(line, words);
+    if (begin == nullptr) return std::nullopt;
     const std::size_t length = std::strcspn(begin, "'");
     if (length == 0) return std::nullopt;
     return std::string(begin, NarrowPrefix({begin, length}, kMaxCapture));
@@ -45,13 +100,13 @@ struct CProbe {
 
     void Look(const char* line) {
         if (Contains(line, "Product"))
-            if (auto product = ScanQuoted(line, " Product = '%n")) {
+            if (auto product = ScanQuoted(line, {"Product", "=", "'"})) {
                 mProduct      = std::move(*product);
                 mProductFound = true;
             }
         if (Contains(line, "Desktop")) {
-            if (ScanQuoted(line, " $begin '%n") == "Desktop") mInDesktop = true;
-            if (ScanQuoted(line, " $end '%n") == "Desktop") mDesktopEnded = true;
+            if (ScanQuoted(line, {"$begin", "'"}) == "Desktop") mInDesktop = true;
+            if (ScanQuoted(line, {"$end", "'"}) == "Desktop") mDesktopEnded = true;
         }
         if (mInDesktop && !mDesktopEnded && Contains(line, "Version")) LookForVersion(line);
     }
@@ -70,16 +125,21 @@ struct CProbe {
 
 bool GetProjectHeaderInfo(const AString& path, std::string& product, std::uint32_t& major,
                           std::uint32_t& minor) {
+    return GetProjectHeaderInfo(CProjectFile(path), product, major, minor);
+}
+
+bool GetProjectHeaderInfo(const CProjectFile& file, std::string& product, std::uint32_t& major,
+                          std::uint32_t& minor) {
     product.clear();
     major = minor = 0;
-    const COpenFile file(platform::OpenForReading(path.ToNarrow().c_str(), true));
-    if (!file) return false;
+    if (!file.IsOpen()) return false;
 
-    CProbe                        probe{product, major, minor};
-    std::array<char, kLineBuffer> line;
+    CProbe     probe{product, major, minor};
+    CHeadLines lines(file);
     for (int i = 0; i < kHeaderProbeMaxLines && !probe.IsDone(); ++i) {
-        if (std::fgets(line.data(), static_cast<int>(line.size()), file.get()) == nullptr) break;
-        probe.Look(line.data());
+        const char* line = lines.Next();
+        if (line == nullptr) break;
+        probe.Look(line);
     }
     return probe.IsDone();
 }

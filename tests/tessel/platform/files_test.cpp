@@ -93,22 +93,42 @@ TEST(Files, LetOthersDoAsTheyPleaseMeanwhile) {
 }
 
 TEST(Files, AreReadThroughDescriptors) {
-    const CTempFolder  folder;
-    const std::wstring path       = WidePath(folder.Write("digits", "0123\r\n6789"));
-    const int          descriptor = platform::OpenDescriptor(path.c_str());
+    const CTempFolder folder;
+    const fs::path    path       = folder.Write("digits",
+                                                "0123\r\n67\x1A"
+                                                         "9");
+    std::int64_t      size       = 0;
+    const int         descriptor = platform::OpenDescriptor(path.string().c_str(), &size);
     ASSERT_NE(descriptor, -1);
-    char buffer[16] = "";
-    EXPECT_EQ(platform::SeekDescriptor(descriptor, 0, SEEK_END), 10);
-    EXPECT_EQ(platform::ReadDescriptor(descriptor, buffer, sizeof buffer), 0);
-    EXPECT_EQ(platform::SeekDescriptor(descriptor, -7, SEEK_CUR), 3);
-    EXPECT_EQ(platform::ReadDescriptor(descriptor, buffer, 4), 4);
-    EXPECT_EQ(std::string(buffer, 4), "3\r\n6");
-    EXPECT_EQ(platform::SeekDescriptor(descriptor, 0, SEEK_CUR), 7);
-    EXPECT_EQ(platform::ReadDescriptor(descriptor, buffer, sizeof buffer), 3);
-    EXPECT_EQ(platform::SeekDescriptor(descriptor, -1, SEEK_SET), -1);
-    EXPECT_EQ(platform::SeekDescriptor(descriptor, std::int64_t{5} << 30, SEEK_SET), std::int64_t{5} << 30);
-    EXPECT_EQ(platform::SeekDescriptor(descriptor, 0, SEEK_CUR), std::int64_t{5} << 30);
+    EXPECT_EQ(size, 10);
+    char       buffer[16] = "";
+    const auto read       = [&](unsigned bytes) {
+        const int count = platform::ReadDescriptor(descriptor, buffer, bytes);
+        return count < 0 ? "failed" : std::string(buffer, static_cast<std::size_t>(count));
+    };
+    const auto readAt = [&](std::int64_t offset, unsigned bytes) {
+        const int count = platform::ReadDescriptorAt(descriptor, offset, buffer, bytes);
+        return count < 0 ? "failed" : std::string(buffer, static_cast<std::size_t>(count));
+    };
+    platform::SetTextMode(descriptor, true);
+    EXPECT_EQ(read(sizeof buffer), kWindows ? "0123\n67"
+                                            : "0123\r\n67\x1A"
+                                              "9");
+    platform::SetTextMode(descriptor, false);
+    EXPECT_EQ(readAt(3, 4), "3\r\n6");
+    EXPECT_EQ(readAt(7, sizeof buffer),
+              "7\x1A"
+              "9");
+    EXPECT_EQ(readAt(0, 2), "01");
+    EXPECT_EQ(readAt(10, 2), "");
+    EXPECT_EQ(readAt(std::int64_t{5} << 30, 2), "");
+    EXPECT_EQ(readAt(-1, 2), "failed");
     platform::CloseDescriptor(descriptor);
+
+    size = -1;
+    platform::CloseDescriptor(platform::OpenDescriptor(WidePath(path).c_str(), &size));
+    EXPECT_EQ(size, 10);
+    EXPECT_EQ(platform::OpenDescriptor((folder / "missing").string().c_str(), &size), -1);
 }
 
 TEST(Files, OpenUnderEveryName) {

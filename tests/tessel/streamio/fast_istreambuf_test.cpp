@@ -1,5 +1,6 @@
 #include "tessel/streamio/fast_istreambuf.h"
 #include "tessel/baseutils/debug_log.h"
+#include "tessel/platform/platform.h"
 #include "tessel/platform/test_support.h"
 #include "tessel/streamio/abstract_stream.h"
 #include "tessel/streamio/stream_support.h"
@@ -21,6 +22,7 @@ using Traits   = std::char_traits<wchar_t>;
 using CFastBuf = io::CFastIStreamBuf<wchar_t>;
 
 constexpr int kBufferSize = 10224;
+constexpr int kFirstFill  = 2048;
 
 AString PathOf(const std::filesystem::path& path) {
     return AString(path.string().c_str());
@@ -51,8 +53,8 @@ std::int64_t Seek(std::wstreambuf& buffer, std::int64_t offset, std::ios_base::s
 
 TEST(FastInput, ReadsFilesOfEverySizeAroundARefill) {
     CTempFolder folder;
-    for (const int size : {0, 1, 15, 16, 17, kBufferSize - 1, kBufferSize, kBufferSize + 1, 2 * kBufferSize,
-                           3 * kBufferSize + 5}) {
+    for (const int size : {0, 1, 15, 16, 17, kFirstFill - 1, kFirstFill, kFirstFill + 1, kBufferSize - 1,
+                           kBufferSize, kBufferSize + 1, 2 * kBufferSize, 3 * kBufferSize + 5}) {
         SCOPED_TRACE(size);
         const std::string content = Content(size);
         CFastBuf          buffer;
@@ -82,6 +84,27 @@ TEST(FastInput, Puts16CharactersBackAcrossARefill) {
     EXPECT_EQ(Seek(buffer, 0, std::ios_base::cur), kBufferSize - 16);
     for (int i = -16; i < 100; ++i)
         ASSERT_EQ(Take(buffer), Byte(content, kBufferSize + i)) << i;
+}
+
+TEST(FastInput, ReadsAFileThatIsOpenAlready) {
+    CTempFolder       folder;
+    const std::string content = Content(kBufferSize + 100);
+    std::int64_t      size    = 0;
+    const int         file    = platform::OpenDescriptor(PathOf(folder.Write("file", content)).CStr(), &size);
+    ASSERT_NE(file, -1);
+    for (int times = 0; times < 2; ++times) {  // it stays open
+        CFastBuf buffer;
+        buffer.Open(file, size);
+        for (int i = 0; i < kFirstFill; ++i)
+            ASSERT_EQ(Take(buffer), Byte(content, i)) << i;
+        EXPECT_EQ(buffer.in_avail(), 0);  // no more has been read
+        EXPECT_EQ(Take(buffer), Byte(content, kFirstFill));
+        EXPECT_EQ(Seek(buffer, size, std::ios_base::beg), size);
+        EXPECT_EQ(Seek(buffer, size + 1, std::ios_base::beg), -1);
+    }
+    const auto stream = io::CreateFastIStream(AString(L"of no account"), file, size);
+    EXPECT_EQ(stream->get(), static_cast<Traits::int_type>(Byte(content, 0)));
+    platform::CloseDescriptor(file);
 }
 
 TEST(FastInput, PutsAnotherCharacterBack) {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <string>
@@ -15,7 +16,7 @@ namespace platform {
 namespace {
 
 /// Opens a regular file only. Without O_NONBLOCK the opening of a pipe would wait for its writer.
-int OpenRegularFile(const char* path) noexcept {
+int OpenRegularFile(const char* path, std::int64_t* size = nullptr) noexcept {
     const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (descriptor == -1) return -1;
     struct stat status;
@@ -26,10 +27,22 @@ int OpenRegularFile(const char* path) noexcept {
         error = EISDIR;
     else if (!S_ISREG(status.st_mode))
         error = EACCES;
-    if (error == 0) return descriptor;
-    close(descriptor);
-    errno = error;
-    return -1;
+    if (error != 0) {
+        close(descriptor);
+        errno = error;
+        return -1;
+    }
+    if (size != nullptr) *size = status.st_size;
+    return descriptor;
+}
+
+/// A call that a signal interrupted is made again.
+template <class Call>
+int Retry(Call call) noexcept {
+    for (;;) {
+        const ssize_t count = call();
+        if (count != -1 || errno != EINTR) return static_cast<int>(count);
+    }
 }
 
 /// Takes the descriptor over; -1 is passed on as null.
@@ -71,26 +84,29 @@ std::FILE* OpenForAppending(const char* path) noexcept {
     return OpenStream(open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0666), "a");
 }
 
-int OpenDescriptor(const wchar_t* path) noexcept {
+int OpenDescriptor(const wchar_t* path, std::int64_t* size) noexcept {
     char     narrow[PATH_MAX];
     unsigned error = 0;
     if (WideToMultiByte(kCodePageAnsi, path, -1, narrow, sizeof narrow, &error) == 0) {
         errno = error == kErrorInsufficientBuffer ? ENAMETOOLONG : EINVAL;
         return -1;
     }
-    return OpenRegularFile(narrow);
+    return OpenRegularFile(narrow, size);
+}
+
+int OpenDescriptor(const char* path, std::int64_t* size) noexcept {
+    return OpenRegularFile(path, size);
 }
 
 int ReadDescriptor(int descriptor, void* out, unsigned bytes) noexcept {
-    for (;;) {
-        const ssize_t count = read(descriptor, out, bytes < INT_MAX ? bytes : INT_MAX);
-        if (count != -1 || errno != EINTR) return static_cast<int>(count);
-    }
+    return Retry([=] { return read(descriptor, out, std::min<std::size_t>(bytes, INT_MAX)); });
 }
 
-std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noexcept {
-    return lseek(descriptor, offset, whence);
+int ReadDescriptorAt(int descriptor, std::int64_t offset, void* out, unsigned bytes) noexcept {
+    return Retry([=] { return pread(descriptor, out, std::min<std::size_t>(bytes, INT_MAX), offset); });
 }
+
+void SetTextMode(int, bool) noexcept {}
 
 void CloseDescriptor(int descriptor) noexcept {
     close(descriptor);

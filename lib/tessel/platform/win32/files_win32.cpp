@@ -55,6 +55,16 @@ int WrapDiskFile(HANDLE handle, int flags) noexcept {
     return Wrap(handle, flags);
 }
 
+/// Passes the descriptor on, if the file's length can be had where it is asked for.
+int WithSize(int descriptor, std::int64_t* size) noexcept {
+    if (descriptor == -1 || size == nullptr) return descriptor;
+    *size = _filelengthi64(descriptor);
+    if (*size >= 0) return descriptor;
+    const DWORD error = GetLastError();
+    _close(descriptor);
+    return Fail(error);
+}
+
 /// Takes the descriptor over; -1 is passed on as null.
 std::FILE* OpenStream(int descriptor, const char* mode) noexcept {
     if (descriptor == -1) return nullptr;
@@ -92,18 +102,31 @@ std::FILE* OpenForAppending(const char* path) noexcept {
     return OpenStream(Wrap(handle, _O_WRONLY | _O_APPEND | _O_TEXT), "at");
 }
 
-int OpenDescriptor(const wchar_t* path) noexcept {
-    return WrapDiskFile(
-        CreateFileW(path, GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr),
-        _O_RDONLY | _O_BINARY);
+int OpenDescriptor(const wchar_t* path, std::int64_t* size) noexcept {
+    return WithSize(WrapDiskFile(CreateFileW(path, GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                                             FILE_ATTRIBUTE_NORMAL, nullptr),
+                                 _O_RDONLY | _O_BINARY),
+                    size);
+}
+
+int OpenDescriptor(const char* path, std::int64_t* size) noexcept {
+    return WithSize(WrapDiskFile(CreateFileA(path, GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                                             FILE_ATTRIBUTE_NORMAL, nullptr),
+                                 _O_RDONLY | _O_BINARY),
+                    size);
 }
 
 int ReadDescriptor(int descriptor, void* out, unsigned bytes) noexcept {
     return _read(descriptor, out, bytes);
 }
 
-std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int whence) noexcept {
-    return _lseeki64(descriptor, offset, whence);
+int ReadDescriptorAt(int descriptor, std::int64_t offset, void* out, unsigned bytes) noexcept {
+    if (offset < 0 || _lseeki64(descriptor, offset, SEEK_SET) != offset) return -1;
+    return _read(descriptor, out, bytes);
+}
+
+void SetTextMode(int descriptor, bool on) noexcept {
+    _setmode(descriptor, on ? _O_TEXT : _O_BINARY);
 }
 
 void CloseDescriptor(int descriptor) noexcept {
