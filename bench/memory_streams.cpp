@@ -1,5 +1,7 @@
 #include "bench/memory_streams.h"
 
+#include "tessel/streamio/utf8.h"
+
 #include <algorithm>
 
 namespace bench {
@@ -10,8 +12,7 @@ CMemoryInput::int_type CMemoryInput::underflow() {
     const std::size_t count = std::min(kPiece, mBytes.size() - mReached);
     if (count == 0) return traits_type::eof();
     const auto piece = mBytes.substr(mReached - kept, kept + count);
-    std::transform(piece.begin(), piece.end(), mUnits,
-                   [](char byte) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)); });
+    io::WidenBytes(reinterpret_cast<const unsigned char*>(piece.data()), piece.size(), mUnits);
     mReached += count;
     setg(mUnits, mUnits + kept, mUnits + kept + count);
     return traits_type::to_int_type(*gptr());

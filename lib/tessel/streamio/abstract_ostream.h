@@ -31,6 +31,12 @@ class CAbstract_ostream : public CAbstract_stream {
     std::wstreambuf* CharBuffer() const { return mStream ? mStream->rdbuf() : nullptr; }
     /// Moves the characters to an offset. False when the stream did not land exactly there.
     bool SeekChars(const CAbstract_stream_pos& pos);
+    /// Whether something other than a line end stands before the offset at which the stream stands. False
+    /// also when that cannot be read.
+    bool IsBehindUnendedLine(ACharStreamOff offset);
+    /// Hands everything to the system, and closes the stream if it is a file. False when that, or
+    /// anything before it, went wrong.
+    bool CloseChars();
 
   private:
     std::unique_ptr<std::wostream> mStream;

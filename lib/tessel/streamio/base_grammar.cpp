@@ -12,6 +12,15 @@ namespace {
 
 constexpr LexChar kRuleChars = 256;  // flags by kind are given to these codes only
 
+/// What a character after a backslash stands for; any other stands for itself.
+constexpr struct {
+    wchar_t mWritten;
+    wchar_t mMeant;
+} kEscapes[] = {
+    {L'0', L'\0'}, {L'a', L'\a'}, {L'b', L'\b'}, {L'f', L'\f'},
+    {L'n', L'\n'}, {L'r', L'\r'}, {L't', L'\t'}, {L'v', L'\v'},
+};
+
 /// A text as the tables see it without a stream: its NUL is a character, behind it the input ends.
 class CTextScanner {
   public:
@@ -283,9 +292,16 @@ ETokenType CBase_grammar::ScanType(const wchar_t* text, std::size_t* length) con
     return TokenTypeOf(state);
 }
 
+wchar_t CBase_grammar::MeantBehindEscape(wchar_t written) noexcept {
+    for (const auto& escape : kEscapes)
+        if (written == escape.mWritten) return escape.mMeant;
+    return written;
+}
+
 ETokenType CBase_grammar::TypeOfWord(std::wstring_view word) const noexcept {
     const auto is = [&](std::wstring_view lowered) {
-        return std::equal(word.begin(), word.end(), lowered.begin(), lowered.end(),
+        return word.size() == lowered.size() &&
+               std::equal(word.begin(), word.end(), lowered.begin(),
                           [](wchar_t a, wchar_t b) { return AString::LowerChar(a) == b; });
     };
     if (is(mTrue)) return ETokenType::True;

@@ -202,6 +202,8 @@ class CBase_grammar {
     /// comments may follow it.
     bool ScanTypeInRange(const wchar_t* text, ETokenType low, ETokenType high) const;
 
+    /// What a character behind a backslash stands for.
+    static wchar_t MeantBehindEscape(wchar_t written) noexcept;
     /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`.
     ETokenType TypeOfWord(std::wstring_view word) const noexcept;
 

@@ -124,11 +124,25 @@ void CBlock_index::RemoveSubtree(const AString& path) {
     }
 }
 
+bool CBlock_index::TakeOut(CBlock& file) {
+    const auto isIndex = [](const CBlockItemPtr& item) {
+        return item && item->IsBlock() && (item->Name().View() == kName || item->Name().View() == kBaseName);
+    };
+    bool taken = false;
+    for (auto position = file.ItemsBegin(); position != file.ItemsEnd();) {
+        const bool index = isIndex(*position);
+        position         = index ? file.EraseAt(position) : std::next(position);
+        taken            = taken || index;
+    }
+    return taken;
+}
+
 // --- building
 
 bool CBlock_index::Build(CToken_istream& stream, bool allLevels) {
     if (!HasBlock()) return false;
     mAllLevels = allLevels;
+    mDamage.reset();
     bool clean = true;
     while (!stream.AtEndOfFile() && stream.AtBlockBegin())
         clean = IndexBlockAt(AString(), stream, true) && clean;
@@ -139,19 +153,27 @@ bool CBlock_index::IndexBlockAt(const AString& parentPath, CToken_istream& strea
     if (stream.fail() || stream.AtEndOfFile()) return false;
     const CToken_istream::CNesting nesting(stream);
     const CAbstract_stream_pos     position(stream.TokenOffset());
+    const std::uint32_t            line = stream.LineNumber();
     AString                        name;
     stream.ReadBeginBlock(name);
     const AString path  = JoinPath({parentPath, name});
     bool          clean = !record || AddEntry(path, position);
     while (!stream.AtEndOfFile() && !stream.AtEndKeyword())
         clean = IndexItem(path, stream, record && mAllLevels) && clean;
-    if (!stream.AtEndKeyword()) return false;
+    if (!stream.AtEndKeyword()) return NoteDamage(path, line);
     stream.ReadEndKeyword();
     if (stream.AtEndOfLine() || stream.AtEndOfFile()) return clean;
     stream.ReadEndBlock(name);
     if (!stream.fail()) return clean;
+    NoteDamage(path, stream.LineNumber());
     stream.Clear();
     stream.SkipAfterError();
+    return false;
+}
+
+/// Keeps the first; always false.
+bool CBlock_index::NoteDamage(const AString& path, std::uint32_t line) {
+    if (!mDamage) mDamage = {path, line};
     return false;
 }
 
@@ -159,15 +181,18 @@ bool CBlock_index::IndexBlockAt(const AString& parentPath, CToken_istream& strea
 bool CBlock_index::IndexItem(const AString& path, CToken_istream& stream, bool record) {
     try {
         bool clean = true;
-        if (stream.AtBlockBegin()) {
+        if (stream.AtBlockBegin() && !stream.IsNestingFull()) {
             clean = IndexBlockAt(path, stream, record);
         } else {
+            // A block nested too deep, too: it passes over the whole of it and refuses it.
             CBlockItemPtr item;
             item.Read(stream);
         }
         if (!stream.fail()) return clean;
-    } catch (const XStreamioError&) {
+        NoteDamage(path, stream.LineNumber());
+    } catch (const XStreamioError& error) {
         // It costs the line, as in a block that is read.
+        NoteDamage(path, error.Line());
     }
     stream.Clear();
     stream.SkipAfterError();

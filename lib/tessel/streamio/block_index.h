@@ -5,6 +5,7 @@
 #include "tessel/streamio/streamio_pos.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace io {
@@ -40,6 +41,14 @@ class CBlock_index : public CStreamio_object {
     /// @return true when nothing was wrong and the data ended there.
     bool Build(CToken_istream& stream, bool allLevels);
 
+    /// Something wrong in a block.
+    struct CDamage {
+        AString       mPath;  ///< of the block
+        std::uint32_t mLine;  ///< where it was noticed; of a block that is not closed: where it begins
+    };
+    /// The first that `Build` met.
+    const std::optional<CDamage>& Damage() const noexcept { return mDamage; }
+
     /// Records where a block begins; an entry of the same path goes. False, nothing added, when the
     /// position is not known.
     bool AddEntry(const AString& path, const CAbstract_stream_pos& position);
@@ -51,6 +60,10 @@ class CBlock_index : public CStreamio_object {
     bool SeekOutput(const AString& path, CToken_ostream& stream) const;
     /// Goes to the first block of this name, on any level, that begins at the stream's place or behind it.
     bool SeekForward(const AString& name, CToken_istream& stream) const;
+
+    /// Takes the index blocks out of a file that was read, and says whether there were any. Written anew the
+    /// blocks begin elsewhere; a stream that is opened with `kOpenReadIndex` adds an index that is true.
+    static bool TakeOut(CBlock& file);
 
     /// Adds all entries of another index.
     void Merge(const CBlock_index& other);
@@ -76,13 +89,15 @@ class CBlock_index : public CStreamio_object {
     bool        HasBlock() const;
     bool        IndexBlockAt(const AString& parentPath, CToken_istream& stream, bool record);
     bool        IndexItem(const AString& path, CToken_istream& stream, bool record);
+    bool        NoteDamage(const AString& path, std::uint32_t line);
     void        TakeProperties(CBlock& properties);
     static bool PositionOf(const CBlockItemPtr& entry, CAbstract_stream_pos& position);
 
-    CBlockPtr    mIndexBlock;
-    bool         mAllLevels = false;
-    std::int64_t mTime      = 0;
-    std::int32_t mVersion   = 1;
+    CBlockPtr              mIndexBlock;
+    bool                   mAllLevels = false;
+    std::int64_t           mTime      = 0;
+    std::int32_t           mVersion   = 1;
+    std::optional<CDamage> mDamage;
 };
 
 }  // namespace io

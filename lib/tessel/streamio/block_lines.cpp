@@ -57,7 +57,8 @@ bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
                 continue;
             }
         }
-        read = mCursor.SkipSymbol(L'=') ? ReadNamedValue(block, name) : ReadList(block, name);
+        const wchar_t symbol = mCursor.TakeSymbol();
+        read                 = symbol == L'=' ? ReadNamedValue(block, name) : ReadList(block, name, symbol);
     }
     return false;
 }
@@ -104,11 +105,11 @@ bool CBlockLines::ReadNamedValue(CBlock& block, CToken& name) {
     return true;
 }
 
-bool CBlockLines::ReadList(CBlock& block, CToken& name) {
+bool CBlockLines::ReadList(CBlock& block, CToken& name, wchar_t open) {
     CBlockItemPtr item;
-    if (mCursor.SkipSymbol(L'[')) {
+    if (open == L'[') {
         item = ReadVec(name);
-    } else if (mCursor.SkipSymbol(L'(')) {
+    } else if (open == L'(') {
         item = ReadFunc(name);
     }
     if (!item || !EndItem()) return false;
@@ -117,56 +118,54 @@ bool CBlockLines::ReadList(CBlock& block, CToken& name) {
 }
 
 CBlockItemPtr CBlockLines::ReadVec(CToken& name) {
-    auto* const         vec = NewItem<CBlock_vec>(mPool);
-    const CBlockItemPtr item(vec);
+    auto* const   vec = NewItem<CBlock_vec>(mPool);
+    CBlockItemPtr item(vec);
     vec->SetNameToken(std::move(name));
-    return ReadElements(*vec) ? item : CBlockItemPtr();
-}
-
-bool CBlockLines::ReadElements(CBlock_vec& vec) {
     CToken element;
-    for (bool first = true; !mCursor.SkipSymbol(L']'); first = false) {
-        if (!mCursor.Lex(element) || !element.CanBeValue()) return false;
-        if (first && element.IsNumeric()) {
-            if (!CBlock_vec::IsCount(element)) return false;
-            if (mCursor.SkipSymbol(L':')) {
-                vec.Expect(element);
-                continue;
-            }
+    for (bool first = true;; first = false) {
+        if (!mCursor.Lex(element)) return {};
+        if (element.IsSymbol(L']')) return item;
+        if (!element.CanBeValue() || (first && element.IsNumeric() && !CBlock_vec::IsCount(element)))
+            return {};
+        const wchar_t behind = mCursor.TakeSymbol();
+        if (behind == L':' && first && element.IsNumeric()) {
+            vec->Expect(element);
+            continue;
         }
-        vec.Append(std::move(element));
+        vec->Append(std::move(element));
         ++mItems;
-        if (mCursor.SkipSymbol(L',')) continue;
-        return mCursor.SkipSymbol(L']');
+        if (behind == L']') return item;
+        if (behind != L',') return {};
     }
-    return true;
 }
 
 CBlockItemPtr CBlockLines::ReadFunc(CToken& name) {
-    auto* const         func = NewItem<CBlock_func>(mPool);
-    const CBlockItemPtr item(func);
+    auto* const   func = NewItem<CBlock_func>(mPool);
+    CBlockItemPtr item(func);
     func->SetNameToken(std::move(name));
-    while (!mCursor.SkipSymbol(L')')) {
-        if (!ReadArgument(*func)) return {};
-        if (mCursor.SkipSymbol(L',')) continue;
-        return mCursor.SkipSymbol(L')') ? item : CBlockItemPtr();
+    for (CToken argument;;) {
+        if (!mCursor.Lex(argument)) return {};
+        if (argument.IsSymbol(L')')) return item;
+        const wchar_t behind = ReadArgument(*func, argument);
+        if (behind == L')') return item;
+        if (behind != L',') return {};
     }
-    return item;
 }
 
-/// Vectors and functions among the arguments are left to the item readers.
-bool CBlockLines::ReadArgument(CBlock_func& func) {
-    CToken token;
-    if (!mCursor.Lex(token) || !token.CanBeValue()) return false;
+/// The symbol behind the argument that begins with this token; 0 for what is left to the item readers, as
+/// vectors and functions among the arguments are.
+wchar_t CBlockLines::ReadArgument(CBlock_func& func, CToken& token) {
+    if (!token.CanBeValue()) return L'\0';
     ++mItems;
-    if (mCursor.SkipSymbol(L'=')) {
-        CToken value;
-        if (token.IsNoToken() || !mCursor.Lex(value) || !value.CanBeValue()) return false;
-        func.Append(NewItem<CBlock_named_value>(mPool, std::move(token), std::move(value)));
-        return true;
+    const wchar_t behind = mCursor.TakeSymbol();
+    if (behind != L'=') {
+        func.Append(NewItem<CBlock_value>(mPool, std::move(token)));
+        return behind;
     }
-    func.Append(NewItem<CBlock_value>(mPool, std::move(token)));
-    return true;
+    CToken value;
+    if (token.IsNoToken() || !mCursor.Lex(value) || !value.CanBeValue()) return L'\0';
+    func.Append(NewItem<CBlock_named_value>(mPool, std::move(token), std::move(value)));
+    return mCursor.TakeSymbol();
 }
 
 }  // namespace io

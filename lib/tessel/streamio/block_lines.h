@@ -32,12 +32,11 @@ class CBlockLines {
     bool          ReadBegin(CBlock& block);
     bool          ReadEnd(const CBlock& block);
     bool          ReadNamedValue(CBlock& block, CToken& name);
-    bool          ReadList(CBlock& block, CToken& name);
+    bool          ReadList(CBlock& block, CToken& name, wchar_t open);
     bool          EndItem();
     CBlockItemPtr ReadVec(CToken& name);
     CBlockItemPtr ReadFunc(CToken& name);
-    bool          ReadElements(CBlock_vec& vec);
-    bool          ReadArgument(CBlock_func& func);
+    wchar_t       ReadArgument(CBlock_func& func, CToken& token);
     void          Accept();
 
     CToken_istream&       mStream;

@@ -1,6 +1,7 @@
 #include "tessel/streamio/in_place_cursor.h"
 
 #include "tessel/streamio/number_text.h"
+#include "tessel/streamio/utf8.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -63,6 +64,53 @@ bool CInPlaceCursor::LexNumber(CToken& token, ELexState state) {
     if (!ParseDecimal(text, &value)) return false;
     token.SetNumber(state == kEndInt ? ETokenType::Int : ETokenType::Double, value);
     mNext = end;
+    return true;
+}
+
+/// A quoted text with backslashes or characters from 128 on.
+bool CInPlaceCursor::LexEscaped(CToken& token, const CQuotedStates& states) {
+    std::wstring text;
+    for (CUnits next = mNext + 1; next != mEnd;) {
+        if (!CLexTable::Has(*next)) {
+            if (!DecodeInText(next, states.mInside, text)) return false;
+            continue;
+        }
+        const ELexState state = Table().Next(states.mInside, *next);
+        if (state == states.mInside) {
+            const CUnits end = EndOfRun(state, next);
+            text.append(next, end);
+            next = end;
+        } else if (state == states.mEscape) {
+            if (!IsKnown(next + 1) || Table().Next(state, next[1]) != states.mEscaped) return false;
+            text += CBase_grammar::MeantBehindEscape(next[1]);
+            next += 2;
+        } else {
+            if (state != states.mClosed || !IsKnown(next + 1)) return false;
+            mRules->mTexts->Set(token, states.mType, text);
+            mNext = next + 1;
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Appends one character from 128 on, if it is whole and stands for itself.
+bool CInPlaceCursor::DecodeInText(CUnits& next, ELexState state, std::wstring& text) const {
+    auto        ch     = static_cast<LexChar>(*next);
+    std::size_t length = 1;
+    if (mRules->mUtf8) {
+        length = Utf8Length(ch);
+        if (length == 1 || static_cast<std::size_t>(mEnd - next) < length) return false;
+        ch = Utf8LeadBits(ch, length);
+        for (std::size_t i = 1; i < length; ++i) {
+            if (!IsUtf8Continuation(static_cast<LexChar>(*next), i, static_cast<LexChar>(next[i])))
+                return false;
+            ch = (ch << 6) | (static_cast<LexChar>(next[i]) & 0x3F);
+        }
+    }
+    if (mRules->mGrammar->Classify(ch, state) != kClassOther) return false;
+    text += static_cast<wchar_t>(ch);
+    next += length;
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include "tessel/streamio/token.h"
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace io {
@@ -16,13 +17,14 @@ struct CInPlaceRules {
     bool                 mComments   = false;    ///< are returned
     bool                 mWhiteSpace = false;    ///< is returned
     bool                 mWords      = true;     ///< are plain: neither changed in case nor in kind
+    bool                 mUtf8       = false;    ///< characters from 128 on are UTF-8
     wchar_t              mSpecial    = 0;  ///< the character that may begin a number besides digits; or 0
     CRecentTexts*        mTexts      = nullptr;
 };
 
 /// Lexes tokens from characters in memory. It goes by the tables that the state machine of the text form
-/// runs by, and knows only what is usual: a token that is not whole in the units, or has characters from
-/// 128 on, escapes, an exponent's sign left over and the like, is not lexed: the answer is false, and the
+/// runs by, and knows only what is usual: a token that is not whole in the units, a word with characters
+/// from 128 on, a number with something left over and the like is not lexed: the answer is false, and the
 /// state machine must have its turn, from the place where the cursor was before.
 class CInPlaceCursor {
   public:
@@ -32,8 +34,8 @@ class CInPlaceCursor {
 
     /// Lexes the next token.
     bool Lex(CToken& token);
-    /// Passes over this symbol, if it is next.
-    bool SkipSymbol(wchar_t symbol) noexcept;
+    /// Passes over the symbol that is next, and tells it; 0 when none is.
+    wchar_t TakeSymbol() noexcept;
     /// Passes over a line end, if it is next.
     bool SkipLineEnd() noexcept { return EndLine(Skip()); }
 
@@ -82,7 +84,10 @@ class CInPlaceCursor {
     bool LexWord(CToken& token);
     bool LexShortNumber(CToken& token) noexcept;
     bool LexNumber(CToken& token, ELexState state);
-    bool LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type);
+    struct CQuotedStates;
+    bool LexQuoted(CToken& token, const CQuotedStates& states);
+    bool LexEscaped(CToken& token, const CQuotedStates& states);
+    bool DecodeInText(CUnits& next, ELexState state, std::wstring& text) const;
 
     const CInPlaceRules* mRules = nullptr;
     CUnits               mFrom  = nullptr;
@@ -90,6 +95,15 @@ class CInPlaceCursor {
     CUnits               mEnd   = nullptr;
     CUnits               mToken = nullptr;
     std::uint32_t        mLines = 0;
+};
+
+/// The states of a kind of quoted text.
+struct CInPlaceCursor::CQuotedStates {
+    ELexState  mInside;
+    ELexState  mEscape;  ///< behind a backslash
+    ELexState  mEscaped;
+    ELexState  mClosed;
+    ETokenType mType;
 };
 
 /// Passes over blanks and comments, and tells the state that the character behind them leads to;
@@ -104,12 +118,8 @@ inline ELexState CInPlaceCursor::Skip() noexcept {
     return kEndError;
 }
 
-inline bool CInPlaceCursor::SkipSymbol(wchar_t symbol) noexcept {
-    // Most symbols follow at once.
-    const ELexState state = IsKnown(mNext) && *mNext == symbol ? Table().Next(kStart, symbol) : Skip();
-    if (state != kOneCharacter || *mNext != symbol || !IsPlainSymbol()) return false;
-    ++mNext;
-    return true;
+inline wchar_t CInPlaceCursor::TakeSymbol() noexcept {
+    return Skip() == kOneCharacter && IsPlainSymbol() ? *mNext++ : L'\0';
 }
 
 inline bool CInPlaceCursor::EndLine(ELexState state) noexcept {
@@ -145,11 +155,13 @@ inline bool CInPlaceCursor::LexWord(CToken& token) {
     return true;
 }
 
-inline bool CInPlaceCursor::LexQuoted(CToken& token, ELexState inside, ELexState closed, ETokenType type) {
+inline bool CInPlaceCursor::LexQuoted(CToken& token, const CQuotedStates& states) {
     const CUnits text = mNext + 1;
-    const CUnits end  = EndOfRun(inside, text);
-    if (!IsKnown(end) || Table().Next(inside, *end) != closed || !IsKnown(end + 1)) return false;
-    mRules->mTexts->Set(token, type, {text, end});
+    const CUnits end  = EndOfRun(states.mInside, text);
+    if (!IsKnown(end) || Table().Next(states.mInside, *end) != states.mClosed)
+        return LexEscaped(token, states);
+    if (!IsKnown(end + 1)) return false;
+    mRules->mTexts->Set(token, states.mType, {text, end});
     mNext = end + 1;
     return true;
 }
@@ -172,9 +184,11 @@ inline bool CInPlaceCursor::Lex(CToken& token) {
             token.SetSymbol(*mNext++);
             return true;
         case kSingleOpen:
-            return LexQuoted(token, kInSingle, kSingleClosed, ETokenType::SingleQuotedText);
+            return LexQuoted(token, {kInSingle, kSingleEscape, kSingleEscaped, kSingleClosed,
+                                     ETokenType::SingleQuotedText});
         case kDoubleOpen:
-            return LexQuoted(token, kInDouble, kDoubleClosed, ETokenType::DoubleQuotedText);
+            return LexQuoted(token, {kInDouble, kDoubleEscape, kDoubleEscaped, kDoubleClosed,
+                                     ETokenType::DoubleQuotedText});
         default:
             return LexNumber(token, state);
     }

@@ -31,6 +31,10 @@ bool IsPlainGrammar(const CBase_grammar& grammar) {
         {kInSingle, kAppend},
         {kInDouble, kAppend},
         {kInCData, kAppend},
+        {kSingleEscape, kConsume},
+        {kDoubleEscape, kConsume},
+        {kSingleEscaped, kEscaped},
+        {kDoubleEscaped, kEscaped},
         {kSingleClosed, kConsume},
         {kDoubleClosed, kConsume},
         {kAfterZero, kAppend},
@@ -72,7 +76,7 @@ CLexTable::CLexTable(const CBase_grammar& grammar) {
             const auto from  = static_cast<ELexState>(state);
             mNext[state][ch] = grammar.Transition(from, grammar.Classify(static_cast<LexChar>(ch), from));
         }
-    mPlain = IsPlainGrammar(grammar) && HasPlainDigits();
+    mPlain = IsPlainGrammar(grammar) && HasPlainDigits() && HasPlainQuotes();
 }
 
 bool CLexTable::HasPlainDigits() const noexcept {
@@ -80,6 +84,12 @@ bool CLexTable::HasPlainDigits() const noexcept {
         if (!Stays(kInInteger, digit) || !Stays(kInFraction, digit) || Next(kAfterZero, digit) != kInInteger)
             return false;
     return Next(kInInteger, L'.') == kInFraction && Next(kAfterZero, L'.') == kInFraction;
+}
+
+/// Whether a quoted text goes on alike behind its quote, an escaped character and any other.
+bool CLexTable::HasPlainQuotes() const noexcept {
+    return mNext[kSingleOpen] == mNext[kInSingle] && mNext[kSingleEscaped] == mNext[kInSingle] &&
+           mNext[kDoubleOpen] == mNext[kInDouble] && mNext[kDoubleEscaped] == mNext[kInDouble];
 }
 
 }  // namespace io

@@ -31,6 +31,7 @@ class CLexTable {
 
   private:
     bool HasPlainDigits() const noexcept;
+    bool HasPlainQuotes() const noexcept;
 
     std::array<std::array<ELexState, kChars>, kFirstFinalState> mNext{};
     bool                                                        mPlain = false;

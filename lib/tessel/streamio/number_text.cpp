@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -15,12 +16,30 @@ namespace io {
 
 namespace {
 
-/// The digits as plain characters; anything beyond ASCII becomes a character that no number has.
-std::string Narrow(std::wstring_view text) {
-    std::string narrow(text.size(), '?');
-    std::transform(text.begin(), text.end(), narrow.begin(),
-                   [](wchar_t ch) { return ch < 0x80 ? static_cast<char>(ch) : '?'; });
-    return narrow;
+/// A number's characters as plain ones, in place unless they are many. False when one of them stands in
+/// no number; "inf" and "nan" are none.
+class CPlainNumber {
+  public:
+    explicit CPlainNumber(std::wstring_view text) {
+        char* next = mFew.data();
+        if (text.size() > mFew.size()) {
+            mMany.resize(text.size());
+            next = mMany.data();
+        }
+        mText = {next, text.size()};
+        for (const wchar_t ch : text)
+            *next++ = ch < 0x80 ? static_cast<char>(ch) : '?';
+    }
+    std::string_view View() const noexcept { return mText; }
+
+  private:
+    std::array<char, 64> mFew;
+    std::string          mMany;
+    std::string_view     mText;
+};
+
+bool IsDecimalCharacter(char ch) noexcept {
+    return (ch >= '0' && ch <= '9') || ch == '.' || ch == 'e' || ch == 'E' || ch == '+' || ch == '-';
 }
 
 /// Whether a number that cannot be represented is too large (else it is too small): by the place of
@@ -91,10 +110,70 @@ std::wstring Format(Float value, int precision, const CNumberFormat& format) {
 
 }  // namespace
 
-std::wstring FormatExact(double value) {
-    if (std::isinf(value)) return value > 0 ? L"1e999" : L"-1e999";
-    const std::string digits = Shortest(value);
-    return {digits.begin(), digits.end()};
+void CNumberText::Set(std::string_view digits) noexcept {
+    mLength = digits.size();
+    std::copy(digits.begin(), digits.end(), mUnits.begin());
+}
+
+namespace {
+
+using Digits32 = std::array<char, 32>;
+
+std::string_view Written(const Digits32& digits, std::to_chars_result result) {
+    return {digits.data(), result.ptr};
+}
+
+/// A number of few decimals is a quotient of whole numbers, both exact, and its digits are those of the
+/// first. No other number of at most 15 digits is the same double, so no shorter one is either. Empty
+/// for any other number.
+std::string_view FormatFewDecimals(double value, Digits32& digits) {
+    constexpr double      kScale     = 1e6;
+    constexpr std::size_t kDecimals  = 6;
+    constexpr double      kMostExact = 1e15;
+    // Smaller ones are shorter with an exponent.
+    if (FLT_EVAL_METHOD != 0 || !(std::fabs(value) >= 1e-3 && std::fabs(value) < kMostExact / kScale))
+        return {};
+    const double scaled = std::nearbyint(value * kScale);
+    if (scaled / kScale != value) return {};
+    const auto whole = static_cast<std::int64_t>(std::fabs(scaled));
+    char*      next  = digits.data();
+    if (value < 0) *next++ = '-';
+    next              = std::to_chars(next, digits.data() + digits.size(), whole / 1000000).ptr;
+    *next++           = '.';
+    std::int64_t rest = whole % 1000000;
+    for (std::size_t i = kDecimals; i-- != 0; rest /= 10)
+        next[i] = static_cast<char>('0' + rest % 10);
+    next += kDecimals;
+    while (next[-1] == '0')
+        --next;
+    return {digits.data(), next};
+}
+
+}  // namespace
+
+CNumberText FormatWhole(std::int64_t value) {
+    CNumberText text;
+    Digits32    digits;
+    text.Set(Written(digits, std::to_chars(digits.data(), digits.data() + digits.size(), value)));
+    return text;
+}
+
+CNumberText FormatExact(double value) {
+    CNumberText text;
+    Digits32    digits;
+    const auto  to_chars = [&](auto... arguments) {
+        return Written(digits, std::to_chars(digits.data(), digits.data() + digits.size(), arguments...));
+    };
+    if (std::isinf(value)) {
+        text.Set(value > 0 ? "1e999" : "-1e999");
+    } else if (IsWhole(value) && std::fabs(value) < kTwoTo53) {
+        text.Set(value == 0 ? (std::signbit(value) ? "-0" : "0")
+                            : to_chars(static_cast<std::int64_t>(value)));
+    } else {
+        const std::string_view few = FormatFewDecimals(value, digits);
+        text.Set(few.empty() ? to_chars(value) : few);
+    }
+    return text;
 }
 
 std::wstring FormatNumber(double value, int precision, const CNumberFormat& format) {
@@ -115,13 +194,14 @@ bool IsHexadecimal(double value) noexcept {
 }
 
 bool ParseDecimal(std::wstring_view text, double* value) {
-    const std::string narrow = Narrow(text);
-    const char*       begin  = narrow.data();
-    const char*       end    = begin + narrow.size();
+    const CPlainNumber     plain(text);
+    const std::string_view narrow = plain.View();
+    const char*            begin  = narrow.data();
+    const char*            end    = begin + narrow.size();
     if (begin != end && *begin == '+') ++begin;
     // Only here would "+-5", "inf" and "nan" be taken for numbers.
-    if (narrow.find_first_not_of("0123456789.eE+-") != narrow.npos ||
-        (begin != narrow.data() && *begin == '-'))
+    if (!std::all_of(narrow.begin(), narrow.end(), IsDecimalCharacter) ||
+        (begin != narrow.data() && begin != end && *begin == '-'))
         return false;
 
     double     parsed = 0.0;
@@ -137,7 +217,8 @@ bool ParseDecimal(std::wstring_view text, double* value) {
 }
 
 bool ParseHexadecimal(std::wstring_view digits, double* value) {
-    const std::string narrow = Narrow(digits);
+    const CPlainNumber     plain(digits);
+    const std::string_view narrow = plain.View();
     if (narrow.starts_with('-')) return false;
     std::int32_t parsed = 0;
     const auto   result = std::from_chars(narrow.data(), narrow.data() + narrow.size(), parsed, 16);

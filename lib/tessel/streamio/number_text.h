@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,10 +19,27 @@ bool ParseDecimal(std::wstring_view text, double* value);
 /// positive 32-bit integer.
 bool ParseHexadecimal(std::wstring_view digits, double* value);
 
+/// A number's characters, in place.
+class CNumberText {
+  public:
+    std::wstring_view View() const noexcept { return {mUnits.data(), mLength}; }
+
+  private:
+    friend CNumberText FormatExact(double value);
+    friend CNumberText FormatWhole(std::int64_t value);
+
+    void Set(std::string_view digits) noexcept;
+
+    std::array<wchar_t, 32> mUnits;
+    std::size_t             mLength = 0;
+};
+
 /// The shortest text that reads back to the same number. Whole numbers below 2^53 have neither point nor
 /// exponent; an infinity becomes a number too large to be anything else.
 /// @pre  `value` is no NaN.
-std::wstring FormatExact(double value);
+CNumberText FormatExact(double value);
+/// Decimal digits.
+CNumberText FormatWhole(std::int64_t value);
 
 /// A number in the form that was asked for. @param precision  significant digits (with `fixed` or
 /// `scientific`: behind the point); below 0 the format's own counts.

@@ -48,13 +48,8 @@ CNamed_value_manip<T>::CNamed_value_manip(const wchar_t* name, const T& value) :
 
 template <class T>
 bool CNamed_value_manip<T>::Take(const CBlock_value& value) {
-    T taken{};
-    if (!GetTokenValue(value.Value(), taken)) return false;
-    if (mVariable != nullptr) {
-        *mVariable = taken;
-    } else {
-        mValue.SetValue(value.Value());
-    }
+    if (mVariable != nullptr) return GetTokenValue(value.Value(), *mVariable);
+    mValue.SetValue(value.Value());
     return true;
 }
 

@@ -37,7 +37,8 @@ class CDelimiter_manip final : public CStreamio_manip {
 };
 
 /// An optional `name=value` for T = `bool`, `std::int32_t` or `AString`. Reading never fails: a pair that is
-/// missing, or whose value is no T, leaves the stream where it stood and the variable as it was.
+/// missing, or whose value is no T, leaves the stream where it stood and the variable as it was. Without a
+/// variable the manipulator keeps the value itself, whatever kind it is of.
 template <class T>
 class CNamed_value_manip final : public CStreamio_manip {
   public:

@@ -14,11 +14,17 @@ namespace io {
 
 namespace {
 
-std::unique_ptr<CToken_streambuf> CreateBuffer(std::wstreambuf* buffer, std::uint32_t flags,
-                                               const CToken_grammar* grammar) {
-    if (grammar == nullptr || (flags & kOpenBinary))
-        return std::make_unique<CToken_binarystreambuf>(buffer, EDirection::kWrite);
+std::unique_ptr<CToken_streambuf> CreateBuffer(std::wstreambuf* buffer, const CToken_grammar* grammar) {
+    if (grammar == nullptr) return std::make_unique<CToken_binarystreambuf>(buffer, EDirection::kWrite);
     return std::make_unique<CToken_textstreambuf>(buffer, *grammar, EDirection::kWrite);
+}
+
+/// Takes nothing.
+class CClosedBuf final : public std::wstreambuf {};
+
+std::wstreambuf* ClosedBuffer() {
+    static CClosedBuf closed;
+    return &closed;
 }
 
 }  // namespace
@@ -32,7 +38,9 @@ CToken_ostream::CToken_ostream(std::unique_ptr<std::wostream> stream, std::uint3
 
 CToken_ostream::CToken_ostream(std::unique_ptr<std::wostream> stream, std::uint32_t flags,
                                const CToken_grammar* grammar, ECodeCvt codeCvt)
-    : CAbstract_ostream(std::move(stream)), mTokenStreamBuf(CreateBuffer(CharBuffer(), flags, grammar)) {
+    : CAbstract_ostream(std::move(stream)),
+      mGrammar((flags & kOpenBinary) ? nullptr : grammar),
+      mTokenStreamBuf(CreateBuffer(CharBuffer(), mGrammar)) {
     mTokenStreamBuf->SetCodeCvt(codeCvt);
     mTokenStreamBuf->SetBlockKeywords(BeginKeyword(), EndKeyword());
     if (CharStream() == nullptr || !CharStream()->good()) {
@@ -44,13 +52,16 @@ CToken_ostream::CToken_ostream(std::unique_ptr<std::wostream> stream, std::uint3
         mIndex->SetAllLevels(true);
         mBuildIndex = true;
     }
-    // Data that are there already, to be written behind, have their start.
     const ACharStreamOff here = GetPos().Offset();
-    if (IsCommaOptional() && here <= 0) mTokenStreamBuf->StartOutput();
+    if (here <= 0) {
+        mTokenStreamBuf->StartOutput();
+    } else if (!IsCommaOptional() && IsBehindUnendedLine(here)) {
+        mTokenStreamBuf->WriteEol(true);
+    }
 }
 
 CToken_ostream::~CToken_ostream() {
-    Close();
+    if (!mClosed) Finish();
 }
 
 bool CToken_ostream::good() const {
@@ -61,13 +72,21 @@ bool CToken_ostream::fail() const {
 }
 
 bool CToken_ostream::Close() {
+    if (!mClosed) {
+        Finish();
+        mTokenStreamBuf = CreateBuffer(ClosedBuffer(), mGrammar);
+    }
+    return !fail();
+}
+
+void CToken_ostream::Finish() {
+    mClosed = true;
     if (mBuildIndex) {
         mBuildIndex = false;
         mIndex->Write(*this);
         mIndex.reset();
     }
-    if (CharStream() != nullptr) CharStream()->flush();
-    return !fail();
+    if (!CloseChars() || mTokenStreamBuf->WriteFailed()) mGood = false;
 }
 
 bool CToken_ostream::IsCommaOptional() const {
@@ -272,7 +291,7 @@ CAbstract_stream_pos CToken_ostream::GetPos() {
 }
 
 void CToken_ostream::SetPos(const CAbstract_stream_pos& pos) {
-    if (!SeekChars(pos)) mGood = false;
+    if (mClosed || !SeekChars(pos)) mGood = false;
     mTokenStreamBuf->RestoreState(pos.State());
     if (!mTokenStreamBuf->IsIndented())
         for (std::size_t i = 0; i < mLevel; ++i)

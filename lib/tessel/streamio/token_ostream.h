@@ -19,11 +19,23 @@ class CBlock_index;
 /// The operations for single tokens do what they are told: an empty text writes nothing, a text that
 /// is quoted already is written as it stands. `WriteName` and `WriteValue`, by which the block model
 /// writes, quote whatever would not read back as the same.
+///
+/// A file is written by, for example:
+///
+///     io::CToken_ostream output(path, io::kOpenReplace, &io::CToken_grammar_default::Shared());
+///     block.Write(output);
+///     if (!output.Close()) ...  // not everything was written
+///
+/// Mind both arguments: no flags means that an existing file is kept and written behind its end, and a null
+/// grammar means the binary form, whatever the file holds.
 class CToken_ostream : public CAbstract_ostream {
   public:
     /// Opens a file.
     /// @param flags    of `EOpenFlag`; `kOpenReadIndex` here means: build an index, written at the end.
-    /// @param grammar  borrowed for the stream's life. Null writes the binary form, as `kOpenBinary` does.
+    ///                 Without `kOpenReplace` an existing file is written behind its end; text begins on a
+    ///                 line of its own there: a last line without a line end gets one.
+    /// @param grammar  borrowed for the stream's life. Null writes the binary form, as `kOpenBinary` does:
+    ///                 give `&CToken_grammar_default::Shared()` for text.
     CToken_ostream(const AString& path, std::uint32_t flags, const CToken_grammar* grammar = nullptr);
     /// Takes a character stream over; its units are bytes.
     CToken_ostream(std::unique_ptr<std::wostream> stream, std::uint32_t flags,
@@ -32,8 +44,8 @@ class CToken_ostream : public CAbstract_ostream {
 
     bool good() const override;
     bool fail() const override;
-    /// Writes the index if one was built, and hands everything to the system. False when anything
-    /// could not be written. Nothing can be written afterwards.
+    /// Writes the index if one was built, hands everything to the system and closes the file. False when
+    /// anything could not be written. What is written afterwards fails the stream.
     bool Close();
 
     virtual bool IsCommaOptional() const;
@@ -88,7 +100,7 @@ class CToken_ostream : public CAbstract_ostream {
     /// The number of blocks that are open.
     std::size_t Level() const noexcept { return mLevel; }
 
-    /// The token buffer, for its settings.
+    /// The token buffer, for its settings; another one from `Close()` on.
     CToken_streambuf& TokenBuffer() noexcept { return *mTokenStreamBuf; }
 
     /// What a line begins with while an estimate is made of what is nested that deep.
@@ -117,6 +129,7 @@ class CToken_ostream : public CAbstract_ostream {
                    ECodeCvt codeCvt);
 
   private:
+    void Finish();
     void WriteKeyword(const AString& keyword);
     void WriteHandName(const AString& name);
     void WriteExactName(const CToken& name);
@@ -125,7 +138,9 @@ class CToken_ostream : public CAbstract_ostream {
     template <class Write>
     void WithCharFormat(Write write);
 
+    const CToken_grammar*             mGrammar;  ///< null: the binary form
     std::unique_ptr<CToken_streambuf> mTokenStreamBuf;
+    bool                              mClosed          = false;
     std::size_t                       mLevel           = 0;
     mutable std::size_t               mEstimateLevel   = 0;
     bool                              mBuildIndex      = false;

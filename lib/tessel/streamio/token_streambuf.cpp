@@ -116,11 +116,11 @@ bool CToken_streambuf::EqualIgnoringCase(std::wstring_view a, std::wstring_view 
 
 bool CToken_streambuf::HandBack() {
     // The look-ahead goes back to where it was read from, if that is still there.
-    const wchar_t* next = CGetArea::Next(*mStreamBuf);
-    if (mLookAheadUnits != 1 || next == CGetArea::Start(*mStreamBuf) ||
+    const wchar_t* next = CBufferAreas::Next(*mStreamBuf);
+    if (mLookAheadUnits != 1 || next == CBufferAreas::Start(*mStreamBuf) ||
         static_cast<LexChar>(next[-1]) != mLookAhead)
         return false;
-    CGetArea::Move(*mStreamBuf, -1);
+    CBufferAreas::Move(*mStreamBuf, -1);
     ++mUnitsLeft;
     --mUnitOffset;
     mLookAheadUnits = 0;
@@ -230,6 +230,22 @@ void CToken_streambuf::PutUnit(wchar_t unit) {
     } else if (!put(unit)) {
         mWriteFailed = true;
     }
+}
+
+/// Characters below 128 are units as they stand: when all are, and there is room, they are copied.
+bool CToken_streambuf::PutAscii(std::wstring_view text) {
+    if (mStreamBuf == nullptr || CBufferAreas::Room(*mStreamBuf) < text.size()) return false;
+    wchar_t*      room = CBufferAreas::Put(*mStreamBuf);
+    std::uint32_t bits = 0;
+    for (const wchar_t ch : text) {
+        bits |= static_cast<std::uint32_t>(ch);
+        *room++ = ch;
+    }
+    if (bits >= 0x80) return false;
+    CBufferAreas::MovePut(*mStreamBuf, static_cast<std::ptrdiff_t>(text.size()));
+    mWritten += static_cast<std::uint32_t>(text.size());
+    mLastChar = text.back();
+    return true;
 }
 
 std::size_t CToken_streambuf::UnitsOf(std::wstring_view text) const {

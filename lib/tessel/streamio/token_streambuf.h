@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tessel/streamio/base_grammar.h"
-#include "tessel/streamio/get_area.h"
+#include "tessel/streamio/buffer_areas.h"
 #include "tessel/streamio/in_place_cursor.h"
 #include "tessel/streamio/streamio_pos.h"
 #include "tessel/streamio/token.h"
@@ -257,23 +257,30 @@ class CToken_streambuf {
         if (mStreamBuf == nullptr || mPushBackCount != 0 || mWaitingCount != 0 || mByteSplit) return {};
         if (mLookAheadUnits != 0 && !HandBack()) return {};
         constexpr std::size_t kMost = std::size_t{1} << 30;  // a get area is moved by an int
-        const wchar_t*        next  = CGetArea::Next(*mStreamBuf);
-        const auto            ready = static_cast<std::size_t>(CGetArea::End(*mStreamBuf) - next);
+        const wchar_t*        next  = CBufferAreas::Next(*mStreamBuf);
+        const auto            ready = static_cast<std::size_t>(CBufferAreas::End(*mStreamBuf) - next);
         return {next, std::min({ready, mUnitsLeft, kMost})};
     }
     /// Consumes so many of them, which are characters as they stand.
     void TakeUnits(std::size_t count) {
-        CGetArea::Move(*mStreamBuf, static_cast<std::ptrdiff_t>(count));
+        CBufferAreas::Move(*mStreamBuf, static_cast<std::ptrdiff_t>(count));
         mUnitsLeft -= count;
         mUnitOffset += static_cast<ACharStreamOff>(count);
     }
     /// Whether units below 128 are characters as they stand.
     bool IsAsciiPlain() const noexcept { return mCodeCvt != kImbuedStream; }
+    bool IsUtf8() const noexcept { return mCodeCvt == kUtf8Units; }
 
     /// Takes the place into a state of the derived class's making.
     void SaveStateInto(CToken_stream_state& saved);
     /// Units that a text takes in the underlying buffer.
     std::size_t UnitsOf(std::wstring_view text) const;
+    /// Writes characters one after the other.
+    void PutText(std::wstring_view text) {
+        if (text.empty() || PutAscii(text)) return;
+        for (const wchar_t ch : text)
+            PutChar(ch);
+    }
     /// Writes one unit as it is, past any encoding.
     void           PutUnit(wchar_t unit);
     bool           IsFormatting() const noexcept { return mFormatting; }
@@ -288,6 +295,7 @@ class CToken_streambuf {
 
     bool           Find(const ETokenType* type, const AString& text, bool atLineStartOnly);
     ACharStreamOff CurrentOffset() const;
+    bool           PutAscii(std::wstring_view text);
     static bool    EqualIgnoringCase(std::wstring_view a, std::wstring_view b) noexcept;
     bool           HandBack();
     LexChar        ReadUnit();

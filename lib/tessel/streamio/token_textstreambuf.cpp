@@ -11,15 +11,6 @@ namespace io {
 
 namespace {
 
-/// What a character after a backslash stands for; any other stands for itself.
-constexpr struct {
-    wchar_t mWritten;
-    wchar_t mMeant;
-} kEscapes[] = {
-    {L'0', L'\0'}, {L'a', L'\a'}, {L'b', L'\b'}, {L'f', L'\f'},
-    {L'n', L'\n'}, {L'r', L'\r'}, {L't', L'\t'}, {L'v', L'\v'},
-};
-
 /// Characters beyond the 16-bit range are two units of text.
 void AppendUnits(AString& text, LexChar ch) {
     if (ch >= kCharMax) {
@@ -34,7 +25,15 @@ void AppendUnits(AString& text, LexChar ch) {
 CToken_textstreambuf::CToken_textstreambuf(std::wstreambuf* a_streambuf, const CBase_grammar& grammar,
                                            EDirection direction)
     : CToken_streambuf(a_streambuf, direction), mGrammar(grammar) {
-    if (direction == EDirection::kRead) InitInPlace();
+    if (&grammar == &CToken_grammar_default::Shared()) {
+        mTable = &CToken_grammar_default::SharedTable();
+    } else {
+        mOwnTable = std::make_unique<CLexTable>(grammar);
+        mTable    = mOwnTable.get();
+    }
+    mInPlace.mGrammar = &grammar;
+    mInPlace.mTable   = mTable;
+    mInPlace.mTexts   = &mRecentTexts;
 }
 
 void CToken_textstreambuf::ReadToken(CToken& token) {
@@ -63,10 +62,10 @@ bool CToken_textstreambuf::IsRunState(ELexState state) noexcept {
 /// What the loop above would do, one by one, with the characters that lie ready and leave the state as it
 /// is: they are appended as they stand, or dropped.
 void CToken_textstreambuf::PassRun(ELexState state) {
-    if (!IsAsciiPlain() || !mInPlace.mTable->IsPlain()) return;
+    if (!IsAsciiPlain() || !mTable->IsPlain()) return;
     const std::wstring_view units = ReadyUnits();
     std::size_t             run   = 0;
-    while (run != units.size() && mInPlace.mTable->Stays(state, units[run]))
+    while (run != units.size() && mTable->Stays(state, units[run]))
         ++run;
     if (run == 0) return;
     if (mGrammar.ModeOf(state) != kModeComment || ReturnsComments()) mText.append(units.substr(0, run));
@@ -160,13 +159,7 @@ bool CToken_textstreambuf::ActAppendOrSkip() {
 }
 
 bool CToken_textstreambuf::ActEscaped() {
-    wchar_t meant = static_cast<wchar_t>(mCh);
-    for (const auto& escape : kEscapes)
-        if (meant == escape.mWritten) {
-            meant = escape.mMeant;
-            break;
-        }
-    mText += meant;
+    mText += CBase_grammar::MeantBehindEscape(static_cast<wchar_t>(mCh));
     GetChar();
     return false;
 }

@@ -83,7 +83,6 @@ class CToken_textstreambuf : public CToken_streambuf {
 
   private:
     // Reading where the characters lie: `token_textstreambuf_in_place.cpp`.
-    void InitInPlace();
     bool ReadTokenInPlace(CToken& token);
 
     static bool IsRunState(ELexState state) noexcept;
@@ -122,7 +121,6 @@ class CToken_textstreambuf : public CToken_streambuf {
     // Writing.
     void Separate(ETokenType type, wchar_t first);
     bool NeedsSpace(ETokenType type, wchar_t first) const;
-    void PutRaw(std::wstring_view text);
     void PutToken(ETokenType type, std::wstring_view text);
     void PutQuoted(ETokenType type, std::wstring_view text, wchar_t quote, bool exact);
     void PutLineEnd();
@@ -130,12 +128,14 @@ class CToken_textstreambuf : public CToken_streambuf {
     bool PutExactCData(std::wstring_view text);
     void PutExactNumber(const CToken& token);
     bool IsExactKeyword(std::wstring_view text) const;
+    bool IsWordByTable(std::wstring_view text) const noexcept;
     /// The kind of a text that the lexer would deliver as one token; `Error` for any other.
     ETokenType ScanWhole(std::wstring_view text) const;
 
     const CBase_grammar&             mGrammar;
     std::unique_ptr<const CLexTable> mOwnTable;  ///< of a grammar that is not the default one
     CRecentTexts                     mRecentTexts;
+    const CLexTable*                 mTable;
     CInPlaceRules                    mInPlace;
 
     bool mKeepText       = false;

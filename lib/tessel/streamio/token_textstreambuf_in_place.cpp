@@ -3,25 +3,15 @@
 
 namespace io {
 
-void CToken_textstreambuf::InitInPlace() {
-    mInPlace.mGrammar = &mGrammar;
-    mInPlace.mTexts   = &mRecentTexts;
-    if (&mGrammar == &CToken_grammar_default::Shared()) {
-        mInPlace.mTable = &CToken_grammar_default::SharedTable();
-    } else {
-        mOwnTable       = std::make_unique<CLexTable>(mGrammar);
-        mInPlace.mTable = mOwnTable.get();
-    }
-}
-
 bool CToken_textstreambuf::OpenInPlace(CInPlaceCursor& cursor) {
     // A spelling that is kept, and a character that a locale makes of more than one unit, are not
     // read in place.
-    if (mKeepText || !IsAsciiPlain() || !mInPlace.mTable->IsPlain()) return false;
+    if (mKeepText || !IsAsciiPlain() || !mTable->IsPlain()) return false;
     const std::wstring_view units = ReadyUnits();
     if (units.empty()) return false;
     mInPlace.mComments   = ReturnsComments();
     mInPlace.mWhiteSpace = ReturnsWhiteSpace();
+    mInPlace.mUtf8       = IsUtf8();
     mInPlace.mSpecial    = mSpecialNumbers ? mGrammar.InfinitySpelling()[0] : L'\0';
     mInPlace.mWords      = CaseMode() != kCaseUpper && CaseMode() != kCaseLower &&
                       mGrammar.Action(kEndWord) == ELexAction::kEndWord;

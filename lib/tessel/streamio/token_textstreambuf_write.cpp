@@ -13,13 +13,22 @@ constexpr wchar_t kEscape = L'\\';
 constexpr wchar_t kSingle = L'\'';
 constexpr wchar_t kDouble = L'"';
 
+/// How many characters at the start stand for themselves between quotes, as far as that is seen at once.
+std::size_t PlainRun(std::wstring_view text, wchar_t quote) noexcept {
+    const auto special = [quote](wchar_t ch) {
+        return ch < L' ' || ch > L'~' || ch == quote || ch == kEscape;
+    };
+    return static_cast<std::size_t>(std::find_if(text.begin(), text.end(), special) - text.begin());
+}
+
 bool IsSign(wchar_t ch) noexcept {
     return ch == L'+' || ch == L'-';
 }
 
 bool EqualNoCase(std::wstring_view a, std::wstring_view b) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](wchar_t x, wchar_t y) { return AString::LowerChar(x) == AString::LowerChar(y); });
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](wchar_t x, wchar_t y) {
+               return AString::LowerChar(x) == AString::LowerChar(y);
+           });
 }
 
 /// What separators go by: the kind of a text that ends with this character.
@@ -67,7 +76,7 @@ bool CToken_textstreambuf::NeedsSpace(ETokenType type, wchar_t first) const {
 void CToken_textstreambuf::Separate(ETokenType type, wchar_t first) {
     if (type == ETokenType::Eol) return;
     if (LastType() == ETokenType::Eol) {
-        PutRaw(mIndentation);
+        PutText(mIndentation);
         return;
     }
     if (LastType() == ETokenType::WhiteSpace || type == ETokenType::WhiteSpace || !IsFormatting()) return;
@@ -76,14 +85,9 @@ void CToken_textstreambuf::Separate(ETokenType type, wchar_t first) {
 
 // --- putting
 
-void CToken_textstreambuf::PutRaw(std::wstring_view text) {
-    for (const wchar_t ch : text)
-        PutChar(ch);
-}
-
 void CToken_textstreambuf::PutToken(ETokenType type, std::wstring_view text) {
     Separate(type, text.empty() ? L'\0' : text[0]);
-    PutRaw(text);
+    PutText(text);
     SetLastType(type);
 }
 
@@ -91,16 +95,20 @@ void CToken_textstreambuf::PutQuoted(ETokenType type, std::wstring_view text, wc
     Separate(type, quote);
     SetLastType(type);
     if (!IsFormatting()) {
-        PutRaw(text);
+        PutText(text);
         return;
     }
     PutChar(quote);
     for (std::size_t i = 0; i < text.size(); ++i) {
+        const std::size_t run = PlainRun(text.substr(i), quote);
+        PutText(text.substr(i, run));
+        i += run;
+        if (i == text.size()) break;
         const wchar_t ch = text[i];
         if (ch == L'\r') {
             // A raw CR behind a backslash reads as LF.
             const bool pair = i + 1 < text.size() && text[i + 1] == L'\n';
-            if (!pair || exact) PutRaw(L"\\r");
+            if (!pair || exact) PutText(L"\\r");
             continue;
         }
         if (ch == quote || ch == kEscape || platform::IsControl(ch)) PutChar(kEscape);
@@ -123,7 +131,7 @@ void CToken_textstreambuf::WriteComment(std::wstring_view text) {
     Separate(ETokenType::Comment, mark);
     if (mark != 0) PutChar(mark);
     PutChar(L' ');
-    PutRaw(text);
+    PutText(text);
     SetLastType(ETokenType::Comment);
     WriteEol(true);
 }
@@ -153,7 +161,7 @@ void CToken_textstreambuf::WriteQuotedText(std::wstring_view text) {
 }
 
 void CToken_textstreambuf::WriteKeyword(std::wstring_view text) {
-    if (ScanWhole(text) == ETokenType::Keyword) {
+    if (IsWordByTable(text) || ScanWhole(text) == ETokenType::Keyword) {
         PutToken(ETokenType::Keyword, text);
     } else {
         PutQuoted(ETokenType::SingleQuotedText, text, kSingle, false);
@@ -161,6 +169,10 @@ void CToken_textstreambuf::WriteKeyword(std::wstring_view text) {
 }
 
 void CToken_textstreambuf::WriteSymbol(wchar_t ch) {
+    if (CLexTable::Has(ch) && mTable->Next(kStart, ch) == kOneCharacter) {
+        PutToken(ETokenType::Symbol, {&ch, 1});
+        return;
+    }
     const wchar_t    text[] = {ch, 0};
     const ETokenType type   = mGrammar.ScanType(text);
     if (type == ETokenType::Symbol || type == ETokenType::Keyword) {
@@ -198,22 +210,22 @@ void CToken_textstreambuf::WriteFloat(float value, int precision) {
 }
 
 void CToken_textstreambuf::WriteShort(std::int16_t value) {
-    PutToken(ETokenType::Short, std::to_wstring(value));
+    PutToken(ETokenType::Short, FormatWhole(value).View());
 }
 void CToken_textstreambuf::WriteInt(std::int32_t value) {
-    PutToken(ETokenType::Int, std::to_wstring(value));
+    PutToken(ETokenType::Int, FormatWhole(value).View());
 }
 void CToken_textstreambuf::WriteLong(std::int32_t value) {
-    PutToken(ETokenType::Long, std::to_wstring(value));
+    PutToken(ETokenType::Long, FormatWhole(value).View());
 }
 void CToken_textstreambuf::WriteUnsignedShort(std::uint16_t value) {
-    PutToken(ETokenType::UnsignedShort, std::to_wstring(value));
+    PutToken(ETokenType::UnsignedShort, FormatWhole(value).View());
 }
 void CToken_textstreambuf::WriteUnsignedInt(std::uint32_t value) {
-    PutToken(ETokenType::UnsignedInt, std::to_wstring(value));
+    PutToken(ETokenType::UnsignedInt, FormatWhole(value).View());
 }
 void CToken_textstreambuf::WriteUnsignedLong(std::uint32_t value) {
-    PutToken(ETokenType::UnsignedLong, std::to_wstring(value));
+    PutToken(ETokenType::UnsignedLong, FormatWhole(value).View());
 }
 void CToken_textstreambuf::WriteHex(std::uint32_t value) {
     PutToken(ETokenType::Hex, mGrammar.HexPrefix() + FormatHexadecimal(value));
@@ -226,9 +238,10 @@ void CToken_textstreambuf::WriteBool(bool value) {
 
 void CToken_textstreambuf::WriteCData(std::wstring_view text) {
     PutToken(ETokenType::Keyword, mGrammar.CDataOpen());
-    for (const wchar_t ch : text) {
-        if (ch == L'\n') CountLine();
-        PutChar(ch);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool pair = text[i] == L'\r' && text.substr(i + 1).starts_with(L'\n');
+        if (TypeOfEnd(text[i]) == ETokenType::Eol && !pair) CountLine();
+        PutChar(text[i]);
     }
     if (!text.empty()) SetLastType(TypeOfEnd(text.back()));
     PutToken(ETokenType::Keyword, mGrammar.CDataClose());
@@ -245,11 +258,16 @@ void CToken_textstreambuf::WriteEol(bool force) {
 // --- for the block model
 
 bool CToken_textstreambuf::IsExactKeyword(std::wstring_view text) const {
-    if (ScanWhole(text) != ETokenType::Keyword) return false;
-    const std::wstring_view taken[] = {mGrammar.TrueSpelling(), mGrammar.FalseSpelling(),
-                                       mGrammar.CDataOpen(), BlockBegin().Str(), BlockEnd().Str()};
-    return std::none_of(std::begin(taken), std::end(taken),
-                        [&](std::wstring_view word) { return EqualNoCase(text, word); });
+    if (!IsWordByTable(text) && ScanWhole(text) != ETokenType::Keyword) return false;
+    return mGrammar.TypeOfWord(text) == ETokenType::Keyword && !EqualNoCase(text, BlockBegin().Str()) &&
+           !EqualNoCase(text, BlockEnd().Str());
+}
+
+/// Whether all characters go on with the word that the first begins; false where the table cannot tell.
+bool CToken_textstreambuf::IsWordByTable(std::wstring_view text) const noexcept {
+    return mTable->IsPlain() && !text.empty() && CLexTable::Has(text[0]) &&
+           mTable->Next(kStart, text[0]) == kInWord &&
+           std::all_of(text.begin() + 1, text.end(), [&](wchar_t ch) { return mTable->Stays(kInWord, ch); });
 }
 
 void CToken_textstreambuf::PutExactNumber(const CToken& token) {
@@ -260,8 +278,7 @@ void CToken_textstreambuf::PutExactNumber(const CToken& token) {
     } else if (token.Type() == ETokenType::Hex && IsHexadecimal(value)) {
         WriteHex(static_cast<std::uint32_t>(value));
     } else {
-        const std::wstring digits = FormatExact(value);
-        PutToken(ETokenType::Double, digits);
+        PutToken(ETokenType::Double, FormatExact(value).View());
     }
 }
 
@@ -273,8 +290,8 @@ bool CToken_textstreambuf::PutExactCData(std::wstring_view text) {
                       TagEndsText(text, close);
     if (!fits) return false;
     PutToken(ETokenType::Keyword, open);
-    PutRaw(text);
-    PutRaw(close);
+    PutText(text);
+    PutText(close);
     SetLastType(ETokenType::Keyword);
     return true;
 }
