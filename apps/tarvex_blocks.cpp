@@ -66,6 +66,13 @@ struct CCall {
         const std::string problem = input.Problem();
         return problem.empty() ? static_cast<int>(tool::kAllWell) : Complain(file, problem);
     }
+    /// Says what the errors of an input with a byte order mark come from.
+    void HintAtMark(const std::string& file, const CInput& input) const {
+        const std::string encoding = input.ByteOrderMark();
+        if (encoding.empty()) return;
+        tool::Complain(mApp, file,
+                       "begins with a byte order mark (" + encoding + "); the format is UTF-8 without one");
+    }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -116,35 +123,41 @@ int Tokens(const CCall& call) {
 // ---------------------------------------------------------------------------------------------
 // tree, format, convert, check
 
+std::string LineOf(const std::string& file, const XStreamioError& error) {
+    return tool::ValidUtf8(file) + ": " + error.Message().ToNarrow(kUtf8Encoding) + '\n';
+}
+
 /// Reads a whole input. False when there is nothing to go on with; `status` then, and when errors were
 /// recorded, is no longer good.
-bool ReadTree(const CCall& call, CBlock& file, int* status) {
-    CInput input(call.mOptions.mFile);
+bool ReadTree(const CCall& call, CInput& input, CBlock& file, int* status) {
     if (auto bytes = input.Open()) {
         CToken_istream stream(std::move(bytes), 0);
         file.ReadFile(stream);
     }
     *status = call.StatusOf(call.mOptions.mFile, input);
     if (*status != tool::kAllWell) return false;
+    call.HintAtMark(call.mOptions.mFile, input);
     if (file.HasErrors()) *status = tool::kBadInput;
     return true;
 }
 
 int Tree(const CCall& call) {
+    CInput input(call.mOptions.mFile);
     CBlock file;
     int    status = tool::kAllWell;
-    if (ReadTree(call, file, &status)) blocks::PrintTree(std::cout, file);
+    if (ReadTree(call, input, file, &status)) blocks::PrintTree(std::cout, file);
     return status;
 }
 
 /// Writes by `write` to where the command line says.
+/// @param flags  of `EOpenFlag`
 template <class Write>
-int WriteOutput(const CCall& call, Write write) {
+int WriteOutput(const CCall& call, std::uint32_t flags, Write write) {
     COutput     output(call.mOptions.mOutput);
     std::string reason;
     auto        bytes = output.Open(&reason);
     if (!bytes) return call.Complain(call.mOptions.mOutput, reason);
-    CToken_ostream stream(std::move(bytes), 0,
+    CToken_ostream stream(std::move(bytes), flags,
                           call.mOptions.mForm == EForm::kText ? &CToken_grammar_default::Shared() : nullptr);
     write(stream);
     if (stream.Close() && output.Commit(&reason)) return tool::kAllWell;
@@ -155,25 +168,40 @@ int WriteOutput(const CCall& call, Write write) {
     return tool::kBadInput;
 }
 
+/// In the order of `check`.
+void PrintErrors(const std::string& file, const CBlock& block) {
+    for (const CBlockItemPtr& item : block.Items())
+        if (const CBlockPtr inner(item); inner) PrintErrors(file, *inner);
+    std::for_each(block.ErrorsBegin(), block.ErrorsEnd(),
+                  [&](const XStreamioError& error) { std::cerr << LineOf(file, error); });
+}
+
 int Rewrite(const CCall& call) {
+    CInput input(call.mOptions.mFile);
     CBlock file;
     int    status = tool::kAllWell;
-    if (!ReadTree(call, file, &status)) return status;
-    return std::max(status, WriteOutput(call, [&](CToken_ostream& stream) { file.WriteFile(stream); }));
+    if (!ReadTree(call, input, file, &status)) return status;
+    PrintErrors(call.mOptions.mFile, file);
+    if (file.HasErrors() && input.IsFile(call.mOptions.mOutput))
+        return call.Complain(call.mOptions.mOutput,
+                             "left as it is: the parts with errors would be lost from it");
+    const std::uint32_t flags = CBlock_index::TakeOut(file) ? kOpenReadIndex : 0u;
+    return std::max(status,
+                    WriteOutput(call, flags, [&](CToken_ostream& stream) { file.WriteFile(stream); }));
 }
 
 int Check(const CCall& call) {
     int status = tool::kAllWell;
     for (const std::string& file : call.mOptions.mFiles) {
-        const std::string name = tool::ValidUtf8(file);
-        CInput            input(file);
+        CInput input(file);
         if (auto bytes = input.Open()) {
             CToken_istream stream(std::move(bytes), 0);
             CheckFile(stream, [&](const XStreamioError& error) {
-                std::cout << name << ": " << error.Message().ToNarrow(kUtf8Encoding) << '\n';
+                std::cout << LineOf(file, error);
                 status = tool::kBadInput;
             });
         }
+        call.HintAtMark(file, input);
         status = std::max(status, call.StatusOf(file, input));
     }
     return status;
@@ -181,6 +209,19 @@ int Check(const CCall& call) {
 
 // ---------------------------------------------------------------------------------------------
 // index, get
+
+/// What kept an index from being complete.
+std::string ReasonOf(const CBlock_index& index, CToken_istream& stream) {
+    const auto atLine = [](std::uint32_t line) { return "line " + std::to_string(line); };
+    if (!stream.AtEndOfFile())
+        return "indexed up to " + atLine(stream.LineNumber()) + ", where no block begins";
+    const std::string damaged = "a block in it is damaged or not closed";
+    if (!index.Damage()) return damaged;
+    std::string path = index.Damage()->mPath.ToNarrow(kUtf8Encoding);
+    for (std::size_t at = 0; (at = path.find('\t', at)) != path.npos;)
+        path.replace(at, 1, "' '");
+    return damaged + ": '" + path + "', " + atLine(index.Damage()->mLine);
+}
 
 /// Indexes an input. Null when there is nothing to go on with; `status` is no longer good then, or when
 /// the end was not reached without errors.
@@ -190,13 +231,11 @@ std::unique_ptr<CToken_istream> BuildIndex(const CCall& call, CInput& input, CBl
     auto               bytes = input.OpenForSeeking();
     *status                  = call.StatusOf(file, input);
     if (!bytes) return nullptr;
+    call.HintAtMark(file, input);
     auto stream = std::make_unique<CToken_istream>(std::move(bytes), 0);
     if (index.Build(*stream, allLevels)) return stream;
     stream->Clear();
-    *status = call.Complain(
-        file, stream->AtEndOfFile()
-                  ? "a block in it is damaged or not closed"
-                  : "indexed up to line " + std::to_string(stream->LineNumber()) + ", where no block begins");
+    *status = call.Complain(file, ReasonOf(index, *stream));
     return stream;
 }
 
@@ -246,7 +285,7 @@ int Get(const CCall& call) {
         return call.Complain(call.mOptions.mFile, "there is no block" + shown);
     CBlock block;
     block.Read(*stream);
-    return std::max(status, WriteOutput(call, [&](CToken_ostream& out) { block.Write(out); }));
+    return std::max(status, WriteOutput(call, 0, [&](CToken_ostream& out) { block.Write(out); }));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -276,7 +315,12 @@ CLI::Option* AddFile(CLI::App* command, COptions& options) {
 }
 
 CLI::Option* AddOutput(CLI::App* command, COptions& options, const std::string& about) {
-    return command->add_option("-o,--output", options.mOutput, about)->type_name("OUT");
+    const auto check = [](const std::string& name) {
+        return name.empty() ? "a file needs a name; - is standard output" : "";
+    };
+    return command->add_option("-o,--output", options.mOutput, about)
+        ->check(CLI::Validator(check, ""))
+        ->type_name("OUT");
 }
 
 CLI::App* AddTokens(CLI::App& app, COptions& options) {
@@ -328,14 +372,18 @@ CLI::App* AddConvert(CLI::App& app, COptions& options) {
 }
 
 CLI::App* AddIndex(CLI::App& app, COptions& options) {
-    CLI::App* index = app.add_subcommand("index", "Prints where the blocks begin, as a JSON array.");
+    CLI::App* index = app.add_subcommand(
+        "index",
+        "Prints where the blocks begin, as a JSON array. Of several blocks of one path, whatever its case,\n"
+        "the last is listed; the first item outside of blocks that is no block ends the list.");
     index->add_flag("--all-levels", options.mAllLevels, "Blocks inside of blocks too");
     AddFile(index, options);
     return index;
 }
 
 CLI::App* AddGet(CLI::App& app, COptions& options) {
-    CLI::App* get = app.add_subcommand("get", "Prints one block.");
+    CLI::App* get = app.add_subcommand(
+        "get", "Prints one block: the last of that path, whatever its case, among those that index lists.");
     AddFile(get, options);
     get->add_option("NAME", options.mPath, "Names of nested blocks, from the top down")
         ->required()

@@ -58,7 +58,8 @@ void AppendNumber(std::string& json, double value) {
     } else if (value == 0.0 && std::signbit(value)) {
         json += "-0.0";  // to many readers "-0" is the integer
     } else {
-        for (const wchar_t digit : FormatExact(value))
+        const CNumberText digits = FormatExact(value);
+        for (const wchar_t digit : digits.View())
             json += static_cast<char>(digit);
     }
 }

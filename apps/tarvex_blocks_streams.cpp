@@ -19,6 +19,11 @@ namespace {
 
 constexpr int         kStandardInput = 0;
 constexpr std::size_t kTooLarge      = std::size_t{1} << 31;  // bytes; positions have 31 bits
+constexpr std::size_t kFirst         = 3;                     // units of the longest mark
+
+fs::path PathOf(const std::string& argument) {
+    return std::u8string(argument.begin(), argument.end());
+}
 
 }  // namespace
 
@@ -32,6 +37,8 @@ CStandardInput::int_type CStandardInput::underflow() {
     if (count < 0) mError = platform::LastError();
     if (count <= 0) return traits_type::eof();
     std::copy_n(bytes, count, mUnits);
+    if (mFirst.size() < kFirst)
+        mFirst.append(mUnits, std::min(kFirst - mFirst.size(), static_cast<std::size_t>(count)));
     setg(mUnits, mUnits, mUnits + count);
     return traits_type::to_int_type(*gptr());
 }
@@ -48,7 +55,11 @@ std::unique_ptr<std::wistream> CInput::Open() {
         return nullptr;
     }
     if (!tool::CanOpen(path, &mReason)) return nullptr;
-    return io::CreateFastIStream(path);
+    auto stream = io::CreateFastIStream(path);
+    mFirst.resize(kFirst);
+    mFirst.resize(static_cast<std::size_t>(stream->rdbuf()->sgetn(mFirst.data(), kFirst)));
+    stream->rdbuf()->pubseekpos(0);
+    return stream;
 }
 
 std::unique_ptr<std::wistream> CInput::OpenForSeeking() {
@@ -75,6 +86,19 @@ std::string CInput::Problem() const {
     return tool::ReasonOf(mStandardInput->Error());
 }
 
+std::string CInput::ByteOrderMark() const {
+    const std::wstring_view first = mStandardInput ? mStandardInput->First() : mFirst;
+    if (first.starts_with(L"\xEF\xBB\xBF")) return "UTF-8";
+    return first.starts_with(L"\xFF\xFE") || first.starts_with(L"\xFE\xFF") ? "UTF-16" : "";
+}
+
+bool CInput::IsFile(const std::string& output) const {
+    // Where there is no such device nobody can tell.
+    const fs::path  file = IsStandardInput() ? fs::path("/dev/stdin") : PathOf(mArgument);
+    std::error_code error;
+    return output != "-" && fs::equivalent(file, PathOf(output), error);
+}
+
 // --- output
 
 bool CByteSink::Drain() {
@@ -82,7 +106,14 @@ bool CByteSink::Drain() {
     const auto count = pptr() - pbase();
     std::transform(pbase(), pptr(), bytes, [](wchar_t unit) { return static_cast<char>(unit); });
     setp(mUnits, mUnits + kSize);
+    mDrained += count;
     return mTarget->sputn(bytes, count) == count;
+}
+
+CByteSink::pos_type CByteSink::seekoff(off_type offset, std::ios_base::seekdir from,
+                                       std::ios_base::openmode) {
+    if (offset != 0 || from != std::ios_base::cur) return off_type(-1);
+    return mDrained + (pptr() - pbase());
 }
 
 CByteSink::int_type CByteSink::overflow(int_type unit) {
@@ -92,7 +123,7 @@ CByteSink::int_type CByteSink::overflow(int_type unit) {
 }
 
 COutput::COutput(const std::string& argument) : mIsFile(!argument.empty() && argument != "-") {
-    if (mIsFile) mTarget = fs::path(std::u8string(argument.begin(), argument.end()));
+    if (mIsFile) mTarget = PathOf(argument);
 }
 
 COutput::~COutput() {

@@ -17,6 +17,8 @@ class CStandardInput final : public std::wstreambuf {
   public:
     /// The system's error code that ended reading; 0 at a proper end.
     unsigned Error() const noexcept { return mError; }
+    /// The first units that came, at most three.
+    const std::wstring& First() const noexcept { return mFirst; }
 
   protected:
     int_type underflow() override;
@@ -24,8 +26,9 @@ class CStandardInput final : public std::wstreambuf {
   private:
     static constexpr std::size_t kSize = 16384;  ///< bytes asked for at a time
 
-    wchar_t  mUnits[kSize];
-    unsigned mError = 0;
+    wchar_t      mUnits[kSize];
+    std::wstring mFirst;
+    unsigned     mError = 0;
 };
 
 /// What a FILE argument names: a file, or standard input ("-").
@@ -40,12 +43,17 @@ class CInput {
     std::unique_ptr<std::wistream> OpenForSeeking();
     /// Why there is no stream, or why it ended early; empty when all is well.
     std::string Problem() const;
+    /// The encoding that the byte order mark at its start names, once it has been read; empty without one.
+    std::string ByteOrderMark() const;
+    /// Whether an output argument names the very file, by whatever name or link.
+    bool IsFile(const std::string& output) const;
 
   private:
     bool IsStandardInput() const { return mArgument == "-"; }
 
     std::string                     mArgument;
     std::string                     mReason;
+    std::wstring                    mFirst;  ///< units of a file, at most three
     std::unique_ptr<CStandardInput> mStandardInput;
 };
 
@@ -57,6 +65,8 @@ class CByteSink final : public std::wstreambuf {
   protected:
     int_type overflow(int_type unit) override;
     int      sync() override { return Drain() && mTarget->pubsync() == 0 ? 0 : -1; }
+    /// Tells the place reached, and goes nowhere.
+    pos_type seekoff(off_type offset, std::ios_base::seekdir from, std::ios_base::openmode which) override;
 
   private:
     static constexpr std::size_t kSize = 4096;
@@ -64,6 +74,7 @@ class CByteSink final : public std::wstreambuf {
     bool Drain();
 
     std::streambuf* mTarget;
+    std::streamoff  mDrained = 0;  ///< units
     wchar_t         mUnits[kSize];
 };
 

@@ -41,6 +41,13 @@ void Append(std::string& line, const ordered_json& value) {
     }
 }
 
+/// What is wrong with the command line.
+std::string Explain(const CLI::App& app, const CLI::ParseError& error) {
+    const auto rest = app.remaining();
+    if (!app.get_subcommands().empty() || rest.empty() || rest.front().starts_with('-')) return error.what();
+    return "there is no command '" + ValidUtf8(rest.front()) + "'";
+}
+
 }  // namespace
 
 bool ReadCommandLine(CLI::App& app, const std::vector<std::string>& arguments, int* status) {
@@ -50,6 +57,8 @@ bool ReadCommandLine(CLI::App& app, const std::vector<std::string>& arguments, i
     for (CLI::App* command : app.get_subcommands({})) {
         command->set_version_flag("--version", version);
         command->allow_windows_style_options(false);
+        for (CLI::Option* option : command->get_options())
+            option->disable_flag_override();  // no "--flag=false"
     }
     try {
         // The parser takes them from the back.
@@ -60,7 +69,7 @@ bool ReadCommandLine(CLI::App& app, const std::vector<std::string>& arguments, i
         if (answered)
             app.exit(error);
         else
-            std::cerr << app.get_name() << ": " << error.what() << "\nTry '" << app.get_name()
+            std::cerr << app.get_name() << ": " << Explain(app, error) << "\nTry '" << app.get_name()
                       << " --help'.\n";
         *status = answered ? Finish(app, kAllWell) : kBadUse;
         return false;

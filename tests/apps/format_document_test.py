@@ -2,8 +2,8 @@
 
 A fence "block" is a file. The fences behind it say what becomes of it: "tree" the items in it, "written" the same file formatted, "hex" its
 binary form (up to a wide gap, behind which is a remark), "errors" what is wrong with it (nothing, without such a fence), "index" where the
-blocks begin. Rows of tables with a column "read as" are the tokens of a text, or of bytes; rows
-with a column "code" give an example of that error. Fences without a name are commands.
+blocks begin. Rows of tables with a column "read as" are the tokens of a text, or of bytes; those with a column "cut off" say what remains
+of data that end there, and the error's code; other rows with a column "code" give an example of that error. Fences without a name are commands.
 """
 
 import json
@@ -85,6 +85,11 @@ class FormatDocument(ToolTest):
                 if 'written' in row:
                     self.write('f', code(row['written'])[0].encode())
                     self.assertEqual(self.tokens(), code(row['read as']))
+                elif 'cut off' in row:
+                    self.write('f', code(row['cut off'])[0].encode())
+                    self.assertEqual(self.output('format', 'f').split(), ''.join(code(row['what is left'])).split())
+                    codes = re.findall(r'"code": (\d+),', self.output('tree', 'f'))
+                    self.assertEqual(codes, code(row['code']))
                 elif 'read as' in row:
                     self.write('f', b'\0' + bytes.fromhex(code(row['for example'])[0]))
                     self.assertEqual(self.tokens(), code(row['read as']))

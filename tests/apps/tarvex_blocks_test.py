@@ -107,6 +107,9 @@ class BlocksTest(ToolTest):
     def tree(self, name, status=0):
         return json.loads(self.output('tree', name, status=status))
 
+    def lines(self, name, errors=BROKEN_ERRORS):
+        return ''.join(f'{name}: Error: {text} at line# {line}\n' for line, text in errors)
+
     def write_binary(self, name, source):
         self.check(['convert', '--to', 'binary', '-o', name, source], 0)
         return (self.folder / name).read_bytes()
@@ -129,7 +132,8 @@ class Tokens(BlocksTest):
         return ' '.join(words)
 
     def test_whole_output(self):
-        self.write('t', b'Gr\xc3\xb6\xc3\x9fe[1: -0.25, "\xed\xa0\xb4\xed\xb4\x9e\\\\\\t"]\n\t\'\xed\xa0\xb4\' true\n')
+        self.write('t', b'Gr\xc3\xb6\xc3\x9fe[1: -0.25, "\xed\xa0\xb4\xed\xb4\x9e\\\\\\t"]\n\t\'\xed\xa0\xb4\' true\n'
+                   b'\'\xed\xa0\xb4\xee\x80\x80\xed\xb4\x9e\'')
         self.check(['tokens', 't'], 0, """\
 {"line": 1, "type": "Keyword", "text": "Größe"}
 {"line": 1, "type": "Symbol", "text": "["}
@@ -143,6 +147,7 @@ class Tokens(BlocksTest):
 {"line": 2, "type": "SingleQuotedText", "text": "\\ud834"}
 {"line": 2, "type": "True"}
 {"line": 3, "type": "Eol"}
+{"line": 3, "type": "SingleQuotedText", "text": "\\ud834\ue000\\udd1e"}
 {"line": 3, "type": "Eof"}
 """)
 
@@ -217,9 +222,6 @@ $end 'B'
 
 
 class Check(BlocksTest):
-    def lines(self, name, errors=BROKEN_ERRORS):
-        return ''.join(f'{name}: Error: {text} at line# {line}\n' for line, text in errors)
-
     def test_several_files(self):
         self.sample(*PROJECTS)
         self.write('broken', BROKEN.encode())
@@ -288,9 +290,48 @@ class Format(BlocksTest):
     def test_errors_cost_their_items_only(self):
         self.write('f', BROKEN.encode())
         tidy = "$begin 'A'\n\t$begin 'B'\n\t\ty=1\n\t$end 'B'\n\t$begin ''\n\t$end ''\n\tw=2\n$end 'A'\nq=1\n"
-        self.check(['format', 'f'], 1, tidy)
-        self.check(['format', '-o', 'out', 'f'], 1)
-        self.assertEqual((self.folder / 'out').read_text(), tidy)
+        errors = re.escape(self.lines('f'))
+        self.check(['format', 'f'], 1, tidy, errors)
+        for command in (['format', '-o', 'out', 'f'], ['convert', '--to', 'text', '-o', 'out', 'f']):
+            self.check(command, 1, '', errors)
+            self.assertEqual((self.folder / 'out').read_text(), tidy)
+
+    def test_a_file_with_errors_keeps_its_parts(self):
+        self.write('f', BROKEN.encode())
+        names = ['f', os.path.join('.', 'f')]
+        if not WINDOWS:
+            os.symlink('f', self.folder / 'link')
+            os.link(self.folder / 'f', self.folder / 'other')
+            names += ['link', 'other']
+        for command in (['format'], ['convert', '--to', 'text'], ['convert', '--to', 'binary']):
+            for out in names:
+                self.check([*command, '-o', out, 'f'], 1, '', re.escape(
+                    f"{self.lines('f')}tarvex-blocks: {out}: left as it is: the parts with errors would be lost from it\n"))
+        if not WINDOWS:
+            with open(self.folder / 'f', 'rb') as f:
+                result = self.run_tool('format', '-o', 'f', '-', stdin=f)
+                self.assertEqual((result.returncode, result.stderr.decode().splitlines()[-1]),
+                                 (1, 'tarvex-blocks: f: left as it is: the parts with errors would be lost from it'))
+        self.assertEqual((self.folder / 'f').read_text(), BROKEN)
+        self.write('-', b'x')  # is not what "-" means
+        self.check(['format', '-o', '-', './-'], 1, '', re.escape(self.lines('./-', [(1, "expected a '(' or a '='")])))
+
+    def test_a_new_index_for_an_old_one(self):
+        blocks = "$begin 'A'\n$begin 'é'\n$end\n$end\n$begin 'a'\n$begin '$index$'\n$end\n$end\n"
+        for index in '$index$', '$base_index$':
+            for text in (f"$begin '{index}'\nA(77)\nB(5)\n$end\n{blocks}", f"{blocks}$begin '{index}'\nA(77)\nB(5)\n$end\n"):
+                self.write('f', text.encode())
+                for command in (['format'], ['convert', '--to', 'text'], ['convert', '--to', 'binary']):
+                    with self.subTest(text, command=command):
+                        self.write('standard output', self.output(*command, '-o', '-', 'f'))
+                        self.check([*command, '-o', 'out', 'f'], 0)
+                        self.assertEqual((self.folder / 'out').read_bytes(), (self.folder / 'standard output').read_bytes())
+                        there = json.loads(self.output('index', '--all-levels', 'out'))
+                        items = self.tree('out')['items']
+                        self.assertEqual([item['name'] for item in items], ['A', 'a', '$index$'])
+                        self.assertEqual([({'path': item['name'].split('\t'), 'offset': item['arguments'][0]['value']['value']})
+                                          for item in items[2]['items'][1:]],
+                                         [entry for entry in there if entry['path'][0] != '$index$'])
 
     def test_samples_once_and_again(self):
         self.sample(*PROJECTS)
@@ -313,6 +354,24 @@ class Format(BlocksTest):
         self.assertEqual((self.folder / 'f').read_text(), TIDY)
         self.assertEqual(sorted(os.listdir(self.folder)), ['f', 'folder'])
         self.assertEqual(os.listdir(self.folder / 'folder'), [])
+
+    @unittest.skipIf(WINDOWS, 'no such limits there')
+    def test_what_cannot_be_written_leaves_nothing(self):
+        import resource
+        import signal
+
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (10000, 10000))
+
+        large = TIDY * 100
+        self.write('f', large.encode())
+        for out in 'f', 'new':
+            result = self.run_tool('format', '-o', out, 'f', preexec_fn=limit)
+            self.assertEqual((result.returncode, result.stdout), (1, b''))
+            self.assertRegex(result.stderr.decode(), rf'^tarvex-blocks: {out}: \S.*\n$')
+        self.assertEqual(os.listdir(self.folder), ['f'])
+        self.assertEqual((self.folder / 'f').read_text(), large)
 
     @unittest.skipIf(WINDOWS, 'other rights, and no such devices there')
     def test_what_stands_at_the_output(self):
@@ -412,11 +471,13 @@ class IndexAndGet(BlocksTest):
         self.check(['get', 'f', '', 'größe'], 0, "$begin 'größe'\n$end 'größe'\n")
 
     def test_not_wholly_indexed(self):
+        damaged = 'a block in it is damaged or not closed'
         rows = [  # file, entries, reason, block that can be had
             ("$begin A\n$end A\nx=1\n$begin B\n$end B\n", ['A'], 'indexed up to line 3, where no block begins', 'A'),
             ("$begin A\n$end A\n$end A\n", ['A'], 'indexed up to line 3, where no block begins', 'A'),
-            ("$begin A\nx y\n$end A\n$begin B\n$end B", ['A', 'B'], 'a block in it is damaged or not closed', 'B'),
-            ("$begin A\n$end A\n$begin B\n", ['A', 'B'], 'a block in it is damaged or not closed', 'A'),
+            ("$begin A\nx y\n$end A\n$begin B\n$end B", ['A', 'B'], damaged + ": 'A', line 2", 'B'),
+            ("$begin A\n$end A\n$begin B\n", ['A', 'B'], damaged + ": 'B', line 3", 'A'),
+            ("$begin A\n$end A\n$begin B\n$begin C\n\n$end D\n=\n$end", ['A', 'B'], damaged + ": 'B' 'C', line 6", 'A'),
         ]
         for text, names, reason, had in rows:
             self.write('f', text.encode())
@@ -429,6 +490,29 @@ class IndexAndGet(BlocksTest):
         os.truncate(self.folder / 'f', 2**31)
         for command in (['index', 'f'], ['get', 'f', 'A']):
             self.check(command, 1, '', r'tarvex-blocks: f: has 2 GiB or more; .*\n')
+
+
+class ByteOrderMark(BlocksTest):
+    def test_a_hint_for_each_command_that_meets_one(self):
+        text = "$begin 'A'\n$end 'A'\n"
+        rows = [  # first bytes, what they are
+            (b'\xef\xbb\xbf' + text.encode(), 'UTF-8'), (b'\xff\xfe' + text.encode('utf-16-le'), 'UTF-16'),
+            (b'\xfe\xff' + text.encode('utf-16-be'), 'UTF-16'), (b'\xef\xbb\xbf', 'UTF-8'), (b'\xff\xfe', 'UTF-16'),
+            (text.encode(), ''), (b'', ''), (b'\xef\xbb', ''), (b' \xef\xbb\xbf', ''), (b'\xff', ''),
+        ]
+        commands = (['check', 'f'], ['tree', 'f'], ['format', 'f'], ['convert', '--to', 'text', '-o', 'o', 'f'], ['index', 'f'],
+                    ['get', 'f', 'A'])
+        for data, encoding in rows:
+            self.write('f', data)
+            hint = f'tarvex-blocks: %s: begins with a byte order mark ({encoding}); the format is UTF-8 without one\n'
+            for command in commands if data == rows[0][0] else commands[:1]:
+                for name in 'f', '-':
+                    with self.subTest(data=data, command=command, name=name):
+                        words = [name if word == 'f' else word for word in command]
+                        result = self.run_tool(*words, input=data)
+                        self.assertEqual(result.stderr.decode().replace('\r\n', '\n').count(hint % name), int(encoding != ''))
+                        if encoding:
+                            self.assertEqual(result.returncode, 1)
 
 
 class StandardInput(BlocksTest):
@@ -477,6 +561,11 @@ class CommandLine(BlocksTest):
                      'tokens --encoding latin1 f', 'tree', 'tree f f', 'tree --json f', 'check', 'format', 'format f -o',
                      'convert f', 'convert -o g f', 'convert --to text f', 'convert --to xml -o g f', 'index', 'get', 'get f'):
             self.check(line.split(), 2, '', r"tarvex-blocks: .*\nTry 'tarvex-blocks --help'\.\n")
+        for line, reason in ((['format', '-o', '', 'f'], '--output: a file needs a name; - is standard output'),
+                             (['convert', '--to', 'text', '--output=', 'f'], '.*'),
+                             (['draw', 'f'], "there is no command 'draw'"), (['tokens', '--comments=false', 'f'], '.*comments.*'),
+                             (['index', '--all-levels=no', 'f'], '.*all-levels.*')):
+            self.check(line, 2, '', rf"tarvex-blocks: {reason}\nTry 'tarvex-blocks --help'\.\n")
         self.assertEqual(os.listdir(self.folder), ['f'])
 
     def test_help_and_version_work_everywhere(self):
@@ -494,7 +583,7 @@ class CommandLine(BlocksTest):
     def test_names_beyond_ascii(self):
         self.write('größe', b'x')
         self.check(['check', 'größe'], 1, "größe: Error: expected a '(' or a '=' at line# 1\n")
-        self.check(['format', '-o', '大きさ', 'größe'], 1)
+        self.check(['format', '-o', '大きさ', 'größe'], 1, '', "größe: Error: .*\n")
         self.assertIn('大きさ', os.listdir(self.folder))
 
     @unittest.skipIf(WINDOWS, 'names are UTF-16 there')

@@ -133,6 +133,28 @@ TEST(Position, OutOfReachFailsTheStream) {
               "(ACharStreamOff)mPos < static_cast<ACharStreamOff>( (std::numeric_limits<long>::max)())");
 }
 
+// By its offset, or as a line's start; nothing that is pushed back is lost.
+TEST(Position, IsValidWhenItsOffsetIsEnough) {
+    const struct {
+        io::ACharStreamOff mOffset;
+        bool               mAtLineStart;
+        std::size_t        mPushBackCount;
+        std::size_t        mTokenPushBackCount;
+        bool               mValid;
+    } rows[] = {
+        {0, true, 0, 0, true},  {5, false, 0, 0, true}, {-1, true, 0, 0, true}, {-1, false, 0, 0, false},
+        {5, true, 1, 0, false}, {5, true, 0, 1, false}, {0, false, 0, 0, true},
+    };
+    for (const auto& [offset, atLineStart, characters, tokens, valid] : rows) {
+        io::CToken_stream_state state;
+        state.mOffset             = offset;
+        state.mAtLineStart        = atLineStart;
+        state.mPushBackCount      = characters;
+        state.mTokenPushBackCount = tokens;
+        EXPECT_EQ(state.IsValid(), valid) << offset << atLineStart << characters << tokens;
+    }
+}
+
 // Behind a converting buffer there is no going back by units.
 TEST(Position, ImbuedModeCannotTakeALookAheadBack) {
     CAssertions              assertions;

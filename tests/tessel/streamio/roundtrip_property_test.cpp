@@ -481,7 +481,6 @@ void CheckBroken(const std::string& bytes, EForm form) {
 
 template <class Break>
 void ForBrokenDocuments(std::size_t count, Break breakIt) {
-    const auto start = std::chrono::steady_clock::now();
     ForDocuments(count, [&](CGenerator& generator) {
         const CBlock file = generator.File(3 + generator.Below(3));
         for (const EForm form : kForms) {
@@ -490,7 +489,6 @@ void ForBrokenDocuments(std::size_t count, Break breakIt) {
             breakIt(generator, out.Bytes(), form);
         }
     });
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::minutes(3));
 }
 
 TEST(BrokenFiles, CutAnywhereGiveATree) {

@@ -265,6 +265,7 @@ class CNote : public CStreamio_block_object {
         block.AddItem(Item(Named(Word(L"text"), Sq(mText.Str()))));
     }
     std::uint32_t TakeBlock(CBlock& block) override {
+        EXPECT_EQ(LastError(), 0u);
         if (block.ErrorsBegin() != block.ErrorsEnd()) return block.ErrorsBegin()->Code();
         CBlock_named_value text(L"text");
         if (!block.LookUp(text)) return 100;
@@ -307,6 +308,10 @@ TEST(BlockObject, PersistsAsOneBlock) {
         EXPECT_EQ(read.mText.ToNarrow(), taken);
         EXPECT_EQ(Rest(*in), rest);
     }
+    // Without a name, where no block begins.
+    CNote none(L"");
+    EXPECT_FALSE(none.FromString(L"x=1"));
+    EXPECT_EQ(none.LastError(), static_cast<std::uint32_t>(kStreamioBeginEndSyntax));
     // Each reading starts without an error.
     CNote again(L"Note");
     EXPECT_TRUE(again.FromString(L"$begin 'Note'\n$end 'Note'"));
@@ -325,6 +330,7 @@ TEST(Manipulators, ReadAnOptionalPairOrNothing) {
         bool        mBool;  ///< taken as that type
         bool        mInt;
         bool        mText_;
+        bool        mNumber = false;  ///< beyond the integers
     } rows[] = {
         {"n=true z", true, false, false},
         {"n=5 z", false, true, false},
@@ -332,8 +338,8 @@ TEST(Manipulators, ReadAnOptionalPairOrNothing) {
         {"n='a' z", false, false, true},
         {"n=a z", false, false, true},
         {"'n'=\"\" z", false, false, true},
-        {"n=3000000000 z", false, false, false},
-        {"n=1e999", false, false, false},
+        {"n=3000000000 z", false, false, false, true},
+        {"n=1e999", false, false, false, true},
         {"m=5 z", false, false, false},
         {"N=5 z", false, false, false},
         {"n z", false, false, false},
@@ -345,24 +351,27 @@ TEST(Manipulators, ReadAnOptionalPairOrNothing) {
         {"=5", false, false, false},
         {"", false, false, false},
     };
-    for (const auto& [text, asBool, asInt, asText] : rows) {
+    for (const auto& [text, asBool, asInt, asText, isNumber] : rows) {
         SCOPED_TRACE(text);
         const std::string behind = std::string_view(text).ends_with(" z") ? "z" : "";
         const auto        all    = Rest(*ByteStream(text));
-        const auto        check  = [&, t = text](auto variable, bool taken) {
+        const auto        check  = [&, t = text, number = isNumber](auto variable, bool taken) {
             using T = decltype(variable);
             // Into a variable.
             const T    before = variable;
             const auto in     = ByteStream(t);
+            const auto offset = in->TokenOffset();
             *in >> CNamed_value_manip<T>(L"n", &variable);
             EXPECT_EQ(variable == before, !taken);
+            EXPECT_EQ(in->TokenOffset() == offset, !taken);
             EXPECT_EQ(Rest(*in), taken ? behind : all);
-            // Into the manipulator itself.
+            // Into the manipulator itself, which takes any value.
+            const bool            any   = asBool || asInt || asText || number;
             const auto            again = ByteStream(t);
             CNamed_value_manip<T> own(L"n", nullptr);
             *again >> own;
-            EXPECT_EQ(own.Value().IsEmpty(), !taken);
-            EXPECT_EQ(Rest(*again), taken ? behind : all);
+            EXPECT_EQ(own.Value().IsEmpty(), !any);
+            EXPECT_EQ(Rest(*again), any ? behind : all);
         };
         check(false, asBool);
         check(std::int32_t{77}, asInt);
