@@ -34,8 +34,15 @@ CMemoryInput::pos_type CMemoryInput::seekoff(off_type offset, std::ios_base::see
 int CMemoryOutput::sync() {
     const std::size_t size = mBytes.size();
     mBytes.resize(size + static_cast<std::size_t>(pptr() - pbase()));
-    std::transform(pbase(), pptr(), mBytes.begin() + static_cast<std::ptrdiff_t>(size),
-                   [](wchar_t unit) { return static_cast<char>(unit); });
+    const wchar_t* unit = pbase();
+    // In blocks of fixed length, of which compilers make wide instructions.
+    constexpr std::ptrdiff_t kBlock = 32;
+    char*                    byte   = mBytes.data() + size;
+    for (; pptr() - unit >= kBlock; unit += kBlock, byte += kBlock)
+        for (std::ptrdiff_t i = 0; i < kBlock; ++i)
+            byte[i] = static_cast<char>(unit[i]);
+    while (unit != pptr())
+        *byte++ = static_cast<char>(*unit++);
     setp(mUnits, mUnits + kPiece);
     return 0;
 }

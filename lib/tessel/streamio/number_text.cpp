@@ -133,10 +133,9 @@ std::string_view FormatFewDecimals(double value, Digits32& digits) {
     // Smaller ones are shorter with an exponent.
     if (FLT_EVAL_METHOD != 0 || !(std::fabs(value) >= 1e-3 && std::fabs(value) < kMostExact / kScale))
         return {};
-    const double scaled = std::nearbyint(value * kScale);
-    if (scaled / kScale != value) return {};
-    const auto whole = static_cast<std::int64_t>(std::fabs(scaled));
-    char*      next  = digits.data();
+    const auto whole = static_cast<std::int64_t>(std::fabs(value) * kScale + 0.5);
+    if (static_cast<double>(whole) / kScale != std::fabs(value)) return {};
+    char* next = digits.data();
     if (value < 0) *next++ = '-';
     next              = std::to_chars(next, digits.data() + digits.size(), whole / 1000000).ptr;
     *next++           = '.';

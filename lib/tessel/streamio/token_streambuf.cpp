@@ -4,8 +4,10 @@
 #include "tessel/streamio/utf8.h"
 
 #include <algorithm>
+#include <cstring>
 #include <ios>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 namespace io {
@@ -232,16 +234,29 @@ void CToken_streambuf::PutUnit(wchar_t unit) {
     }
 }
 
-/// Characters below 128 are units as they stand: when all are, and there is room, they are copied.
+/// Characters below 128 are units as they stand: when all are, and there is room, they are copied, several
+/// at a time.
 bool CToken_streambuf::PutAscii(std::wstring_view text) {
     if (mStreamBuf == nullptr || CBufferAreas::Room(*mStreamBuf) < text.size()) return false;
-    wchar_t*      room = CBufferAreas::Put(*mStreamBuf);
-    std::uint32_t bits = 0;
-    for (const wchar_t ch : text) {
-        bits |= static_cast<std::uint32_t>(ch);
-        *room++ = ch;
+    using Word                        = std::uint64_t;
+    constexpr std::size_t kUnits      = sizeof(Word) / sizeof(wchar_t);
+    constexpr Word        kBeyondEach = sizeof(wchar_t) == 2 ? 0xFF80FF80FF80FF80 : 0xFFFFFF80FFFFFF80;
+
+    wchar_t*             room = CBufferAreas::Put(*mStreamBuf);
+    const wchar_t*       next = text.data();
+    const wchar_t* const end  = next + text.size();
+    Word                 bits = 0;
+    for (; static_cast<std::size_t>(end - next) >= kUnits; next += kUnits, room += kUnits) {
+        Word units;
+        std::memcpy(&units, next, sizeof units);
+        std::memcpy(room, &units, sizeof units);
+        bits |= units;
     }
-    if (bits >= 0x80) return false;
+    for (; next != end; ++next) {
+        *room++ = *next;
+        bits |= static_cast<std::make_unsigned_t<wchar_t>>(*next);
+    }
+    if ((bits & kBeyondEach) != 0) return false;
     CBufferAreas::MovePut(*mStreamBuf, static_cast<std::ptrdiff_t>(text.size()));
     mWritten += static_cast<std::uint32_t>(text.size());
     mLastChar = text.back();
@@ -252,7 +267,7 @@ std::size_t CToken_streambuf::UnitsOf(std::wstring_view text) const {
     return mCodeCvt == kUtf8Units ? ToUtf8Units(text).size() : text.size();
 }
 
-void CToken_streambuf::PutChar(wchar_t ch) {
+void CToken_streambuf::PutAnyChar(wchar_t ch) {
     mLastChar = ch;
     if (mCodeCvt != kUtf8Units) {
         PutUnit(ch);

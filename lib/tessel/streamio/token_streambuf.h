@@ -213,7 +213,15 @@ class CToken_streambuf {
     /// Delivers `ch` next. A 65th fails an assertion and is dropped.
     void PushBackChar(LexChar ch);
     /// Writes one unit of text; in mode `kUtf8Units` as the bytes of its UTF-8 form.
-    void PutChar(wchar_t ch);
+    void PutChar(wchar_t ch) {
+        const bool plain = static_cast<std::uint32_t>(ch) < 0x80 && mStreamBuf != nullptr &&
+                           CBufferAreas::Room(*mStreamBuf) != 0;
+        if (!plain) return PutAnyChar(ch);
+        *CBufferAreas::Put(*mStreamBuf) = ch;
+        CBufferAreas::MovePut(*mStreamBuf, 1);
+        ++mWritten;
+        mLastChar = ch;
+    }
     /// Each unit of the underlying buffer carries two bytes, low byte first; both are delivered.
     void SetByteSplit(bool on) noexcept { mByteSplit = on; }
 
@@ -277,6 +285,7 @@ class CToken_streambuf {
     std::size_t UnitsOf(std::wstring_view text) const;
     /// Writes characters one after the other.
     void PutText(std::wstring_view text) {
+        if (text.size() == 1) return PutChar(text[0]);
         if (text.empty() || PutAscii(text)) return;
         for (const wchar_t ch : text)
             PutChar(ch);
@@ -295,6 +304,7 @@ class CToken_streambuf {
 
     bool           Find(const ETokenType* type, const AString& text, bool atLineStartOnly);
     ACharStreamOff CurrentOffset() const;
+    void           PutAnyChar(wchar_t ch);
     bool           PutAscii(std::wstring_view text);
     static bool    EqualIgnoringCase(std::wstring_view a, std::wstring_view b) noexcept;
     bool           HandBack();

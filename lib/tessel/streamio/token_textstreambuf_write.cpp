@@ -75,6 +75,10 @@ bool CToken_textstreambuf::NeedsSpace(ETokenType type, wchar_t first) const {
 
 void CToken_textstreambuf::Separate(ETokenType type, wchar_t first) {
     if (type == ETokenType::Eol) return;
+    // Most tokens follow a symbol that belongs to no number.
+    if (LastType() == ETokenType::Symbol && type != ETokenType::Comment && !IsSign(LastChar()) &&
+        LastChar() != L'.')
+        return;
     if (LastType() == ETokenType::Eol) {
         PutText(mIndentation);
         return;
@@ -170,7 +174,9 @@ void CToken_textstreambuf::WriteKeyword(std::wstring_view text) {
 
 void CToken_textstreambuf::WriteSymbol(wchar_t ch) {
     if (CLexTable::Has(ch) && mTable->Next(kStart, ch) == kOneCharacter) {
-        PutToken(ETokenType::Symbol, {&ch, 1});
+        Separate(ETokenType::Symbol, ch);
+        PutChar(ch);
+        SetLastType(ETokenType::Symbol);
         return;
     }
     const wchar_t    text[] = {ch, 0};

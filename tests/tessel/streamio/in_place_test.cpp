@@ -110,10 +110,19 @@ constexpr std::string_view kPieces[] = {" ",
                                         "\n'quoted name'=true\n",
                                         "\n$begin 'C'\ny=2\n$end 'C'\n"};
 
+/// Any sign, digits and point, few digits or many.
+std::string RandomNumber(std::mt19937& random) {
+    std::string number = random() % 4 == 0 ? "-" : "";
+    for (auto digits = 1 + random() % 18; digits != 0; --digits)
+        number += static_cast<char>('0' + random() % 10);
+    if (random() % 2 == 0) number.insert(1 + random() % number.size(), ".");
+    return number + (random() % 8 == 0 ? "e-3" : "");
+}
+
 std::string RandomText(std::mt19937& random) {
     std::string text;
     for (auto pieces = random() % 30; pieces != 0; --pieces)
-        text += kPieces[random() % std::size(kPieces)];
+        text += random() % 8 == 0 ? RandomNumber(random) : kPieces[random() % std::size(kPieces)];
     return text;
 }
 

@@ -1,13 +1,16 @@
 #include "tessel/platform/test_support.h"
+#include "tessel/streamio/number_text.h"
 #include "tessel/streamio/write_support.h"
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <random>
 
 namespace {
 
@@ -863,6 +866,29 @@ TEST(BlockModel, CountsWhatItTakesUp) {
     EXPECT_GE(total(*Vec(Word(L"v"), {Number(1), Number(2)}), false).mContainerBytes, 2 * sizeof(CToken));
     block->AddError(XStreamioError(5, 1));
     EXPECT_GE(total(*block, false).mErrorBytes, sizeof(XStreamioError));
+}
+
+// Few decimals are written without the general conversion: they must look as it writes them.
+TEST(NumberText, IsTheShortestThatReadsBack) {
+    std::mt19937_64 random(20240229);
+    const auto      check = [](double value) {
+        char              digits[32];
+        const std::string shortest(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
+        const io::CNumberText text = io::FormatExact(value);
+        ASSERT_EQ(Escaped(text.View()), shortest);
+        double back = 0.0;
+        ASSERT_TRUE(io::ParseDecimal(text.View(), &back));
+        ASSERT_EQ(back, value);
+    };
+    for (int i = 0; i < 50000; ++i) {
+        const auto digits = static_cast<double>(random() % 2'000'000'000) + 0.5;
+        for (const double scale : {1.0, 1e3, 1e6, 1e7, 1e11}) {
+            check(digits / scale);
+            check(-std::nextafter(digits / scale, 1e300));
+        }
+    }
+    for (const double value : {1e-3, 0.000999999, 0.001000001, 999999999.5, 999999999.999999, 1e9 + 0.5, 0.1})
+        check(value);
 }
 
 }  // namespace
