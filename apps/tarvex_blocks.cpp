@@ -215,7 +215,7 @@ std::string ReasonOf(const CBlock_index& index, CToken_istream& stream) {
     const auto atLine = [](std::uint32_t line) { return "line " + std::to_string(line); };
     if (!stream.AtEndOfFile())
         return "indexed up to " + atLine(stream.LineNumber()) + ", where no block begins";
-    const std::string damaged = "a block in it is damaged or not closed";
+    std::string damaged = "a block in it is damaged or not closed";
     if (!index.Damage()) return damaged;
     std::string path = index.Damage()->mPath.ToNarrow(kUtf8Encoding);
     for (std::size_t at = 0; (at = path.find('\t', at)) != path.npos;)
@@ -410,6 +410,7 @@ int Run(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only short memory gets here, and ends the program.
 int main(int argc, char** argv) {
     platform::UseBinaryStandardStreams();
     std::ios::sync_with_stdio(false);

@@ -322,6 +322,7 @@ int Run(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only short memory gets here, and ends the program.
 int main(int argc, char** argv) {
     platform::UseBinaryStandardStreams();
     return Run(platform::CommandLine(argc, argv));

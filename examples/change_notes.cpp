@@ -16,7 +16,7 @@ static io::CBlockPtr FindDesign(const io::CBlock& project, const AString& design
     for (const io::CBlockItemPtr& item : project.ItemsNamed(L"ProjectPreview"))
         if (const io::CBlockPtr preview(item); preview)
             for (const io::CBlockItemPtr& info : preview->ItemsNamed(L"DesignInfo")) {
-                const io::CBlockPtr    block(info);
+                io::CBlockPtr          block(info);
                 io::CBlock_named_value name(L"DesignName");
                 AString                text;
                 if (block && block->LookUp(name) && name.GetString(text) && text == design) return block;

@@ -7,6 +7,8 @@ tools_native="cmake ninja-build g++ pkg-config python3 googletest nlohmann-json3
 tools_windows="g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine wine64"
 tools_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libpugixml-dev libconfig++-dev"
 tools_tests="debootstrap strace clang-format"
+tools_clang="clang libclang-rt-dev"
+tools_checks="$tools_clang clang-tidy cppcheck"
 
 say() { printf '\n== %s\n' "$*"; }
 die() {

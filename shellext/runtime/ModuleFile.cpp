@@ -1,6 +1,7 @@
 #include "shellext/runtime/ModuleFile.h"
 
 /// The linker puts this symbol at the start of the image; no entry point has to keep the handle.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): so the linker calls where the module begins.
 extern "C" const IMAGE_DOS_HEADER __ImageBase;
 
 HMODULE ThisModule() noexcept {

@@ -19,6 +19,9 @@ inline constexpr wchar_t kClassIdText[] = L"{05DE8458-5BB6-444E-B969-38830122D2D
 inline constexpr wchar_t kAppIdText[]   = L"{E2254355-EEF9-4318-8FA8-298C1F190E2F}";
 inline constexpr wchar_t kTypeLibText[] = L"{4F91C081-3221-4D94-A36B-673EC0543BF7}";
 
+/// Set for a process that runs one case of a test: the server is registered, by the process that started it.
+inline constexpr wchar_t kCaseVariable[] = L"TARVEX_TEST_CASE";
+
 /// The DLL under test: it lies beside this program.
 const std::wstring& DllPath();
 /// The folder of `DllPath`, without a backslash at its end.

@@ -158,6 +158,91 @@ TEST_F(Registration, ThatFailsLeavesNothingBehind) {
     EXPECT_EQ(Added(before, Classes()), CRegistryContent{});
 }
 
+/// What a handler of somebody else has registered for the file type and around it.
+TEST_F(Registration, KeepsWhatOthersHaveRegistered) {
+    const std::wstring foreign = L"{00000000-1111-2222-3333-444444444444}";
+    const std::wstring keys[]  = {L".tarvex", L".tarvex\\ShellEx\\{00021500-0000-0000-C000-000000000046}",
+                                  L".tarvex\\ShellEx\\{BB2E617C-0920-11D1-9A0B-00C04FC2D6C1}",
+                                  L"CLSID\\" + foreign + L"\\InprocServer32"};
+    for (const std::wstring& key : keys)
+        SetText(key, foreign.c_str());
+    // Another DLL under our own class id: an older version, say.
+    SetText(kClassKey + L"\\InprocServer32", L"C:\\older\\server.dll");
+    ASSERT_EQ(Register(), 0u);
+    EXPECT_EQ(TextOf(kClassKey + L"\\InprocServer32"), DllPath());
+    EXPECT_EQ(TextOf(kClassKey + L"\\InprocServer32", L"ThreadingModel"), L"Apartment");
+    EXPECT_EQ(Unregister(), 0u);
+    for (const std::wstring& key : keys)
+        EXPECT_EQ(TextOf(key), foreign) << "of others";
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, L".tarvex");
+}
+
+/// Lets nobody change a key, nor what is below it, while it lives.
+class CReadOnlyKey {
+  public:
+    explicit CReadOnlyKey(const std::wstring& name) {
+        EXPECT_EQ(
+            RegOpenKeyExW(HKEY_CLASSES_ROOT, name.c_str(), 0, READ_CONTROL | WRITE_DAC | KEY_READ, &mKey),
+            ERROR_SUCCESS);
+        DWORD bytes = sizeof mBefore;
+        EXPECT_EQ(RegGetKeySecurity(mKey, DACL_SECURITY_INFORMATION, mBefore, &bytes), ERROR_SUCCESS);
+        SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
+        PSID                     all   = nullptr;
+        AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &all);
+        alignas(ACL) unsigned char buffer[256];
+        auto* const                list = reinterpret_cast<ACL*>(buffer);
+        SECURITY_DESCRIPTOR        descriptor;
+        InitializeAcl(list, sizeof buffer, ACL_REVISION);
+        AddAccessAllowedAce(list, ACL_REVISION, KEY_READ | WRITE_DAC, all);
+        InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+        SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
+        EXPECT_EQ(RegSetKeySecurity(mKey, DACL_SECURITY_INFORMATION, &descriptor), ERROR_SUCCESS);
+        FreeSid(all);
+    }
+    ~CReadOnlyKey() {
+        EXPECT_EQ(RegSetKeySecurity(mKey, DACL_SECURITY_INFORMATION, mBefore), ERROR_SUCCESS);
+        RegCloseKey(mKey);
+    }
+    CReadOnlyKey(const CReadOnlyKey&)            = delete;
+    CReadOnlyKey& operator=(const CReadOnlyKey&) = delete;
+
+  private:
+    HKEY mKey = nullptr;
+    alignas(SECURITY_DESCRIPTOR) unsigned char mBefore[4096];
+};
+
+HRESULT CallExport(const char* name) {
+    using Export          = HRESULT(STDAPICALLTYPE*)();
+    const HMODULE dll     = LoadLibraryW(DllPath().c_str());
+    void* const   address = reinterpret_cast<void*>(GetProcAddress(dll, name));
+    const HRESULT result  = reinterpret_cast<Export>(address)();
+    FreeLibrary(dll);
+    return result;
+}
+
+TEST_F(Registration, WithoutRightsSaysSoAndWritesNothing) {
+    const HRESULT denied = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    for (const wchar_t* locked : {L"AppID", L"CLSID"}) {  // nothing can be added
+        const CRegistryContent before = Classes();
+        const CReadOnlyKey     key(locked);
+        EXPECT_EQ(CallExport("DllRegisterServer"), denied) << locked;
+        EXPECT_NE(Register(), 0u);
+        EXPECT_EQ(Classes(), before) << locked;
+    }
+    ASSERT_EQ(Register(), 0u);  // what is there can be neither changed nor removed
+    const CRegistryContent                     before = Classes();
+    std::vector<std::unique_ptr<CReadOnlyKey>> keys;
+    for (const auto& [name, text] : before)
+        if (name.find(L'|') == name.npos &&
+            (name.starts_with(kClassKey) || name.starts_with(kAppIdKey) || name.starts_with(kTypeLibKey) ||
+             name == L"CLSID" || name == L"AppID" || name == L"AppID\\TarvexShellExt.DLL"))
+            keys.push_back(std::make_unique<CReadOnlyKey>(name));
+    EXPECT_EQ(CallExport("DllRegisterServer"), denied);
+    EXPECT_EQ(CallExport("DllUnregisterServer"), denied);
+    EXPECT_NE(Unregister(), 0u);
+    EXPECT_EQ(Classes(), before);
+}
+
 TEST_F(Registration, PutsTheThreadLocaleBack) {
     const HMODULE dll = LoadLibraryW(DllPath().c_str());
     ASSERT_NE(dll, nullptr);

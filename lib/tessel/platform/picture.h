@@ -16,7 +16,7 @@ using NativeBitmap = void*;
 /// A picture of more pixels is refused before memory is allocated for them: its header alone could ask
 /// for gigabytes. 4096 x 4096 is two screens of the largest common kind in one picture and
 /// costs 64 MiB at four bytes a pixel.
-inline constexpr std::uint64_t kMaxPicturePixels = 4096u * 4096u;
+inline constexpr std::uint64_t kMaxPicturePixels = std::uint64_t{4096} * 4096;
 
 /// Whether an image file may be handed to a decoder: true for PNG, JPEG, GIF, BMP, TIFF and icon (`.ico`)
 /// files, unless the header is cut, or states more than `kMaxPicturePixels` pixels, or the structure would

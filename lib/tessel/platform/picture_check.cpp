@@ -124,17 +124,21 @@ std::uint64_t Magnitude(std::uint64_t number) {
 /// The header of a bitmap: its own size, then the sides. The height is negative when the top row comes
 /// first, and an icon's height counts its mask too.
 bool IsReasonableBitmapHeader(std::string_view bytes) {
-    constexpr std::uint64_t kCoreHeader = 12, kSmallestInfoHeader = 16;
+    constexpr std::uint64_t kCoreHeader = 12, kSmallestInfoHeader = 16, kColours = 32;
     const CNumbers          file{bytes, false};
     const std::uint64_t     header = file.At(0, 4);
     if (header > bytes.size()) return false;
     if (header == kCoreHeader) return FitsLimit(file.At(4, 2), file.At(6, 2));
+    // Some decoders allocate for as many colours as the header states, four bytes each.
+    if (header >= kColours + 4 && file.At(kColours, 4) > bytes.size() / 4) return false;
     return header >= kSmallestInfoHeader && FitsLimit(Magnitude(file.At(4, 4)), Magnitude(file.At(8, 4)));
 }
 
+/// Some decoders allocate for all that is in front of the pixels, wherever the file says that they are.
 bool IsReasonableBmp(std::string_view bytes) {
-    constexpr std::uint64_t kFileHeader = 14;
-    return IsReasonableBitmapHeader(From(bytes, kFileHeader));
+    constexpr std::uint64_t kFileHeader = 14, kPixelsInHeader = 10;
+    return CNumbers{bytes, false}.At(kPixelsInHeader, 4) <= bytes.size() &&
+           IsReasonableBitmapHeader(From(bytes, kFileHeader));
 }
 
 /// Every picture has to be reasonable: which one is taken is the decoder's choice.

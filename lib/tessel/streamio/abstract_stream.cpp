@@ -7,6 +7,8 @@
 #include "tessel/streamio/no_codecvt.h"
 
 #include <cerrno>
+#include <locale>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -35,7 +37,10 @@ std::unique_ptr<Stream> CreateClosedStream() {
     auto stream = std::make_unique<Stream>();
     TESSEL_ASSERT(stream);
     TESSEL_ASSERT(stream->rdbuf());
-    stream->imbue(std::locale(std::locale::classic(), new NoCodeCvt));
+    auto              facet = std::make_unique<NoCodeCvt>();
+    const std::locale locale(std::locale::classic(), facet.get());
+    static_cast<void>(facet.release());  // the locale's own, once it has been made
+    stream->imbue(locale);
     return stream;
 }
 

@@ -190,14 +190,19 @@ bool CBlock::HasErrors() const {
 
 void CBlock::AddItem(CBlockItemPtr item) {
     if (!item) return;
-    mCursor = mItems.emplace_back(std::move(item));
-    if (mNames && (*mCursor)->HasName()) mNames->emplace((*mCursor)->Name(), mCursor);
+    const ItemPos added = mItems.emplace_back(std::move(item));
+    if (mNames && (*added)->HasName()) IndexOrErase(added);
+    mCursor = added;
 }
 
-/// For an item that nobody holds yet.
-void CBlock::AddNewItem(CBlock_item* item) {
-    mCursor = mItems.emplace_back(item);
-    if (mNames && item->HasName()) mNames->emplace(item->Name(), mCursor);
+/// An item is in the list and in the index, or in neither.
+void CBlock::IndexOrErase(ItemPos added) {
+    try {
+        mNames->emplace((*added)->Name(), added);
+    } catch (...) {
+        mItems.erase(added);
+        throw;
+    }
 }
 
 CBlock::NameIndex& CBlock::Names() const {

@@ -119,7 +119,7 @@ class CBlock : public CBlock_item {
   private:
     friend class CBlockLines;
 
-    void        AddNewItem(CBlock_item* item);
+    void        IndexOrErase(ItemPos added);
     void        StartReading(const CToken& name);
     void        ReadBody(CToken_istream& stream);
     bool        ReadsLines() const noexcept;

@@ -32,9 +32,9 @@ class CBlock_item : public CStreamio_object {
     virtual void SetName(const wchar_t* text);
     /// The name itself; a `Null` token for an item without names.
     virtual const CToken& Name() const;
-    virtual void          SetNameToken(CToken) {}
-    virtual bool          HasName() const { return true; }
-    virtual bool          IsEmpty() const { return Count() < 1; }
+    virtual void SetNameToken(CToken) {}  // NOLINT(performance-unnecessary-value-param): kept by others
+    virtual bool HasName() const { return true; }
+    virtual bool IsEmpty() const { return Count() < 1; }
     /// Items of a block, elements of a vector, arguments of a function, values of a value (0 or 1).
     virtual std::size_t Count() const = 0;
     virtual void        Clear()       = 0;

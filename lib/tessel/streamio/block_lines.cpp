@@ -101,7 +101,7 @@ bool CBlockLines::ReadEnd(const CBlock& block) {
 bool CBlockLines::ReadNamedValue(CBlock& block, CToken& name) {
     CToken value;
     if (!mCursor.Lex(value) || !value.CanBeValue() || !EndItem()) return false;
-    block.AddNewItem(NewItem<CBlock_named_value>(mPool, std::move(name), std::move(value)));
+    block.AddItem(NewItem<CBlock_named_value>(mPool, std::move(name), std::move(value)));
     return true;
 }
 

@@ -133,6 +133,7 @@ std::string_view FormatFewDecimals(double value, Digits32& digits) {
     // Smaller ones are shorter with an exponent.
     if (FLT_EVAL_METHOD != 0 || !(std::fabs(value) >= 1e-3 && std::fabs(value) < kMostExact / kScale))
         return {};
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): the next line sees whether it was right.
     const auto whole = static_cast<std::int64_t>(std::fabs(value) * kScale + 0.5);
     if (static_cast<double>(whole) / kScale != std::fabs(value)) return {};
     char* next = digits.data();

@@ -102,6 +102,7 @@ class CStableList {
     /// Makes an element at the end.
     template <class... Arguments>
     iterator emplace_back(Arguments&&... arguments) {
+        static_assert(std::is_nothrow_constructible_v<T, Arguments...>, "a slot is never half made");
         CChunk* chunk = mEnd.mPrevious;
         if (chunk->mFilled == chunk->mSlots) chunk = AddChunk();
         const unsigned slot = chunk->mFilled;

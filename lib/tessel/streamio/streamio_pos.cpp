@@ -7,8 +7,8 @@
 
 namespace io {
 
-CAbstract_stream_pos::CAbstract_stream_pos(ACharStreamOff offset, CStreamStatePtr state)
-    : mPos(offset), mState(std::move(state)) {
+CAbstract_stream_pos::CAbstract_stream_pos(ACharStreamOff offset, const CStreamStatePtr& state)
+    : mPos(offset), mState(state) {
     // A long has 32 bits on the system that the format comes from.
     TESSEL_ASSERT_TEXT(
         mPos < std::numeric_limits<std::int32_t>::max(),

@@ -15,7 +15,7 @@ class CAbstract_stream_pos {
   public:
     CAbstract_stream_pos() noexcept = default;
     /// Offsets must stay below the largest 32-bit integer; an assertion says so otherwise.
-    explicit CAbstract_stream_pos(ACharStreamOff offset, CStreamStatePtr state = CStreamStatePtr());
+    explicit CAbstract_stream_pos(ACharStreamOff offset, const CStreamStatePtr& state = CStreamStatePtr());
 
     ACharStreamOff         Offset() const noexcept { return mPos; }
     const CStreamStatePtr& State() const noexcept { return mState; }

@@ -347,7 +347,8 @@ CToken_istream::CNesting::CNesting(CToken_istream& stream) : mStream(stream) {
 }
 
 CToken_istream::CTree::CTree(CToken_istream& stream) : mStream(stream) {
-    if (mStream.mTrees++ == 0) mStream.mTokenStreamBuf->ShareTexts(true);
+    if (mStream.mTrees == 0) mStream.mTokenStreamBuf->ShareTexts(true);
+    ++mStream.mTrees;  // not when memory is short: then there is no tree
 }
 
 CToken_istream::CTree::~CTree() {

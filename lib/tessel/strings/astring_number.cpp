@@ -82,6 +82,15 @@ bool IsTooLarge(std::string_view digits, bool hex) {
     return (point - first) * (hex ? 4 : 1) + exponent > 0;
 }
 
+/// Cuts an exponent off that is none: the C++ library's reader takes "p+-7" for one.
+void CutHexExponent(std::string& run) {
+    const std::size_t mark = run.find_first_of("pP");
+    if (mark == run.npos) return;
+    const std::string_view behind = std::string_view(run).substr(mark + 1);
+    const std::size_t      digit  = behind.starts_with('+') || behind.starts_with('-') ? 1 : 0;
+    if (digit >= behind.size() || DigitValue(static_cast<wchar_t>(behind[digit])) > 9) run.resize(mark);
+}
+
 /// Takes a number as `wcstod` reads it. False (nothing of use taken) when there is none.
 bool TakeDouble(CRest& rest, double& value) {
     rest.SkipSpace();
@@ -92,11 +101,11 @@ bool TakeDouble(CRest& rest, double& value) {
     if (hex) rest.Skip(2);
     const wchar_t first = rest.At(0);
     if (first == L'-') return false;  // of two signs
-    const bool        word = AString::LowerChar(first) == L'i' || AString::LowerChar(first) == L'n';
-    const std::string run =
-        rest.Run(hex    ? "0123456789abcdefABCDEF.pP+-"
-                 : word ? "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_()"
-                        : "0123456789.eE+-");
+    const bool  word = AString::LowerChar(first) == L'i' || AString::LowerChar(first) == L'n';
+    std::string run  = rest.Run(hex    ? "0123456789abcdefABCDEF.pP+-"
+                                : word ? "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_()"
+                                       : "0123456789.eE+-");
+    if (hex) CutHexExponent(run);
     const char* const begin  = run.data();
     double            parsed = 0;
     const auto        result = std::from_chars(begin, begin + run.size(), parsed,

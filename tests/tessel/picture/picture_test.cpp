@@ -150,6 +150,7 @@ Bytes Bmp(std::uint32_t headerSize, const std::vector<std::uint32_t>& rest) {
     Put(bmp, headerSize, 4, false);
     for (const std::uint32_t number : rest)
         Put(bmp, number, 4, false);
+    bmp[10] = static_cast<std::uint8_t>(std::min<std::size_t>(bmp[10], bmp.size()));  // the pixels' place
     return bmp;
 }
 
@@ -473,10 +474,15 @@ TEST(IsReasonableImage, LooksAtStatedSizesAndAtScans) {
         {"bmp, no header is that short", Bmp(15, {2, 2, 1}), false},
         {"bmp cut behind its begin", cut(RleBmp(2, 2), 14), false},
         {"bmp cut in its header", cut(RleBmp(2, 2), 53), false},
+        {"bmp, pixels at its end", with(kBmp, 10, {70, 0, 0, 0}), true},
+        {"bmp, pixels beyond its end", with(kBmp, 10, {71, 0, 0, 0}), false},
         {"bmp, header beyond any file", Bmp(0xFFFFFFFF, {2, 2, 1}), false},
 
         {"icon", BmpIcon(), true},
         {"icon with a png", Icon(kRgbaPng), true},
+        {"icon with more colours than bytes",
+         Icon(FromHex("28000000020000000400000001001800" + std::string(32, '0') + "0000000100000000")),
+         false},
         {"icon with a bmp, 20000 x 20000", Icon(FromHex("28000000204e0000204e0000" + std::string(56, '0'))),
          false},
         {"icon with a png, 4097 x 4096", Icon(Png(4097, 4096, 1, kGrey, {})), false},

@@ -47,6 +47,7 @@ constexpr CDoubleRow kDoubles[] = {
     {L"0xg", 0, L"xg"},
     {L"0x.g", 0, L"x.g"},
     {L"0x1p", 1, L"p"},
+    {L"0x1p+-2", 1, L"p+-2"},
     {L"0x1p99999", kInfinity, L""},
     {L"0x1p-99999", 0, L""},
     // words

@@ -172,6 +172,7 @@ class CConverter {
     CConverter(const CConverter&)            = delete;
     CConverter& operator=(const CConverter&) = delete;
 
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): so iconv_open says that it failed.
     bool IsOpen() const noexcept { return mHandle != reinterpret_cast<iconv_t>(-1); }
 
     /// Converts until the input or the room ends, or something cannot be converted (false).

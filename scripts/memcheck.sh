@@ -1,0 +1,24 @@
+#!/bin/sh
+# Runs the way of a preview under valgrind's memcheck, on the samples and on the inputs of the fuzz targets:
+# scripts/memcheck.sh [FOLDER], where the native build is (build/native). Exit status 1 when it finds anything.
+set -u
+root=$(cd "$(dirname "$0")/.." && pwd)
+bin=${1:-$root/build/native}/bin
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+failed=0
+
+check() {
+    valgrind --quiet --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite \
+        --suppressions="$root/scripts/memcheck_exceptions.supp" "$@" >"$scratch/out"
+    [ $? -ne 9 ] || failed=1
+}
+
+check "$bin/tarvex-preview" tip "$root"/samples/*.tarvex
+for sample in "$root"/samples/*.tarvex; do # some have no picture, which is no finding
+    check "$bin/tarvex-preview" thumbnail -o "$scratch/picture.png" "$sample" 2>"$scratch/err" ||:
+    grep '^==' "$scratch/err"
+done
+check "$bin/fuzz_preview" "$root/fuzz/seeds/preview" "$root/samples"
+check "$bin/fuzz_picture" "$root/fuzz/seeds/picture" "$root/fuzz/regressions/picture"
+exit $failed
