@@ -298,6 +298,11 @@ wchar_t CBase_grammar::MeantBehindEscape(wchar_t written) noexcept {
     return written;
 }
 
+bool CBase_grammar::SameLetters(std::wstring_view a, std::wstring_view b) noexcept {
+    return std::equal(a.begin(), a.end(), b.begin(),
+                      [](wchar_t x, wchar_t y) { return AString::LowerChar(x) == AString::LowerChar(y); });
+}
+
 ETokenType CBase_grammar::TypeOfWord(std::wstring_view word) const noexcept {
     const auto is = [&](std::wstring_view lowered) {
         return word.size() == lowered.size() &&

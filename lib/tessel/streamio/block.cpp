@@ -3,6 +3,7 @@
 #include "tessel/baseutils/assertion.h"
 #include "tessel/streamio/block_func.h"
 #include "tessel/streamio/block_lines.h"
+#include "tessel/streamio/line_composer.h"
 #include "tessel/streamio/token_istream.h"
 #include "tessel/streamio/token_ostream.h"
 
@@ -140,8 +141,9 @@ void CBlock::Write(CToken_ostream& stream) const {
 }
 
 void CBlock::WriteFile(CToken_ostream& stream) const {
+    CLineComposer lines(stream);
     for (const CBlockItemPtr& item : mItems) {
-        if (!item) continue;
+        if (!item || lines.Write(*item)) continue;
         item->Write(stream);
         stream.NewLine();
     }
@@ -188,15 +190,9 @@ bool CBlock::HasErrors() const {
     });
 }
 
-void CBlock::AddItem(CBlockItemPtr item) {
-    if (!item) return;
-    const ItemPos added = mItems.emplace_back(std::move(item));
-    if (mNames && (*added)->HasName()) IndexOrErase(added);
-    mCursor = added;
-}
-
 /// An item is in the list and in the index, or in neither.
 void CBlock::IndexOrErase(ItemPos added) {
+    if (!(*added)->HasName()) return;
     try {
         mNames->emplace((*added)->Name(), added);
     } catch (...) {

@@ -63,7 +63,12 @@ class CBlock : public CBlock_item {
 
     // --- adding. A null item adds nothing.
 
-    void AddItem(CBlockItemPtr item);
+    void AddItem(CBlockItemPtr item) {
+        if (!item) return;
+        const ItemPos added = mItems.emplace_back(std::move(item));
+        if (mNames) IndexOrErase(added);
+        mCursor = added;
+    }
     /// Adds a new item of that kind with the source's name and contents; a source of another kind
     /// gives its name only. A block's items are shared with the source.
     void AddBlockCopy(const CBlock_item& source);

@@ -43,16 +43,16 @@ bool CBlockLines::EndItem() {
 bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
     CToken name;
     for (bool read = true; read;) {
-        mCursor.Return(mAccepted);
-        while (mCursor.SkipLineEnd()) {
-        }
-        if (!mCursor.Lex(name) || !name.CanBeName()) return false;
+        do {
+            if (!mCursor.Lex(name)) return false;
+        } while (name.Type() == ETokenType::Eol);
+        if (!name.CanBeName()) return false;
         mItems = 1;
         if (name.Type() == ETokenType::Keyword) {
             const std::wstring_view word = name.View();
-            if (mBuffer.NamesEqual(word, mStream.EndKeyword().Str()))
+            if (mBuffer.NamesEqual(word, mEnd))
                 return scope == EScope::kBlock && ReadEnd(block);
-            if (mBuffer.NamesEqual(word, mStream.BeginKeyword().Str())) {
+            if (mBuffer.NamesEqual(word, mBegin)) {
                 read = ReadBegin(block);
                 continue;
             }
@@ -121,22 +121,29 @@ CBlockItemPtr CBlockLines::ReadVec(CToken& name) {
     auto* const   vec = NewItem<CBlock_vec>(mPool);
     CBlockItemPtr item(vec);
     vec->SetNameToken(std::move(name));
-    CToken element;
-    for (bool first = true;; first = false) {
-        if (!mCursor.Lex(element)) return {};
-        if (element.IsSymbol(L']')) return item;
-        if (!element.CanBeValue() || (first && element.IsNumeric() && !CBlock_vec::IsCount(element)))
-            return {};
-        const wchar_t behind = mCursor.TakeSymbol();
-        if (behind == L':' && first && element.IsNumeric()) {
-            vec->Expect(element);
-            continue;
-        }
-        vec->Append(std::move(element));
+    CToken first;
+    if (!mCursor.Lex(first)) return {};
+    if (first.IsSymbol(L']')) return item;
+    if (!first.CanBeValue() || (first.IsNumeric() && !CBlock_vec::IsCount(first))) return {};
+    wchar_t behind = mCursor.TakeSymbol();
+    if (behind == L':' && first.IsNumeric()) {
+        vec->Expect(first);
+        behind = L',';
+    } else {
+        vec->Append(std::move(first));
         ++mItems;
-        if (behind == L']') return item;
-        if (behind != L',') return {};
     }
+    for (; behind == L','; ++mItems) {
+        CToken& element = vec->mElements.emplace_back();
+        if (!mCursor.Lex(element)) return {};
+        if (element.IsSymbol(L']')) {
+            vec->mElements.pop_back();
+            return item;
+        }
+        if (!element.CanBeValue()) return {};
+        behind = mCursor.TakeSymbol();
+    }
+    return behind == L']' ? item : CBlockItemPtr();
 }
 
 CBlockItemPtr CBlockLines::ReadFunc(CToken& name) {

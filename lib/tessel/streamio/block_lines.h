@@ -5,6 +5,7 @@
 #include "tessel/streamio/token_istream.h"
 
 #include <cstddef>
+#include <string_view>
 
 namespace io {
 
@@ -16,7 +17,11 @@ class CBlockLines {
   public:
     /// While a tree is read.
     explicit CBlockLines(CToken_istream& stream)
-        : mStream(stream), mBuffer(stream.TokenBuffer()), mPool(stream.ItemPool()) {}
+        : mStream(stream),
+          mBuffer(stream.TokenBuffer()),
+          mPool(stream.ItemPool()),
+          mBegin(stream.BeginKeyword().Str()),
+          mEnd(stream.EndKeyword().Str()) {}
 
     /// Whether the items are those of a block, which has an end, or of a file.
     enum class EScope { kBlock, kFile };
@@ -42,6 +47,7 @@ class CBlockLines {
     CToken_istream&       mStream;
     CToken_streambuf&     mBuffer;
     CItemPool*            mPool;
+    std::wstring_view     mBegin, mEnd;  ///< the keywords
     CInPlaceCursor        mCursor;
     CInPlaceCursor::CMark mAccepted;   ///< behind the last line that was read
     std::size_t           mItems = 0;  ///< items, elements and arguments of the line being read

@@ -50,6 +50,8 @@ class CBlock_vec : public CBlock_func_arg {
     virtual void TakeElement(CToken element) { mElements.push_back(std::move(element)); }
 
   private:
+    friend class CBlockLines;
+
     void ReadCount(CToken_istream& stream);
     void ReadSeparator(CToken_istream& stream);
 

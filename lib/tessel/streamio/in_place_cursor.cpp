@@ -4,72 +4,101 @@
 #include "tessel/streamio/utf8.h"
 
 #include <algorithm>
-#include <cfloat>
 
 namespace io {
 
-namespace {
-
-bool IsDigit(wchar_t ch) noexcept {
-    return ch >= L'0' && ch <= L'9';
+bool CInPlaceCursor::LexWord(CToken& token) {
+    const CUnits start = mNext;
+    const CUnits end   = EndOfRun(kInWord, start + 1);
+    if (!IsKnown(end) || Table().Next(kInWord, *end) != kEndWord || !mRules->mWords) return false;
+    const std::wstring_view text(start, end);
+    if (mRules->mGrammar->IsKeyword(text)) {
+        mRules->mTexts->Set(token, ETokenType::Keyword, text);
+    } else {
+        const ETokenType type = mRules->mGrammar->TypeOfWord(text);
+        if (type == ETokenType::CData) return false;
+        token = CToken(type);
+    }
+    mNext = end;
+    return true;
 }
 
-constexpr std::ptrdiff_t kExactDigits = 15;  // that many fit a double's 53 bits
+bool CInPlaceCursor::LexQuoted(CToken& token, const CQuotedStates& states) {
+    const CUnits text = mNext + 1;
+    const CUnits end  = EndOfRun(states.mInside, text);
+    if (!IsKnown(end) || Table().Next(states.mInside, *end) != states.mClosed)
+        return LexEscaped(token, states);
+    if (!IsKnown(end + 1)) return false;
+    mRules->mTexts->Set(token, states.mType, {text, end});
+    mNext = end + 1;
+    return true;
+}
 
-/// Powers of ten, which are exact too: so the quotient of digits and one of them is rounded once, as the
-/// number itself is, where results are not kept in a wider format.
-constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                              1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-
-}  // namespace
-
-/// Lexes a number of few digits and at most a point, which needs no conversion to speak of.
-bool CInPlaceCursor::LexShortNumber(CToken& token) noexcept {
-    CUnits     next     = mNext;
-    const bool negative = *next == L'-';
-    if (negative || *next == L'+') ++next;
-    const CUnits  first  = next;
-    std::uint64_t digits = 0;  // what they come to when they are too many does not count
-    for (; next != mEnd && IsDigit(*next); ++next)
-        digits = digits * 10 + static_cast<unsigned>(*next - L'0');
-    const CUnits point = next;
-    if (point == first || point - first > kExactDigits || !IsKnown(point)) return false;
-    double    value = static_cast<double>(digits);
-    ELexState state = *first == L'0' && point == first + 1 ? kAfterZero : kInInteger;
-    if (*point == L'.') {
-        for (++next; next != mEnd && IsDigit(*next); ++next)
-            digits = digits * 10 + static_cast<unsigned>(*next - L'0');
-        if (next - first > kExactDigits || !IsKnown(next) || FLT_EVAL_METHOD != 0) return false;
-        value = static_cast<double>(digits) / kPowers[next - point - 1];
+/// Lexes a number. One of few digits and at most a point needs no conversion to speak of.
+bool CInPlaceCursor::LexNumber(CToken& token, ELexState state) {
+    if (state != kInInteger && state != kAfterZero && state != kAfterSign)
+        return LexAnyNumber(token, state, mNext + 1);
+    const bool   negative = *mNext == L'-';
+    const CUnits first    = negative || *mNext == L'+' ? mNext + 1 : mNext;
+    CDecimal     decimal;
+    CUnits       next = AddDigits(first, decimal.mDigits);
+    if (next == first) return LexAnyNumber(token, state, first);
+    decimal.mCount = next - first;
+    state          = *first == L'0' && decimal.mCount == 1 ? kAfterZero : kInInteger;
+    if (next != mEnd && *next == L'.') {
+        const CUnits point = next;
+        next               = AddDigits(point + 1, decimal.mDigits);
+        decimal.mDecimals  = next - point - 1;
+        decimal.mCount += decimal.mDecimals;
         state = kInFraction;
     }
-    state = Table().Next(state, *next);
-    if (state != kEndInt && state != kEndDouble) return false;
-    token.SetNumber(state == kEndInt ? ETokenType::Int : ETokenType::Double, negative ? -value : value);
+    if (!IsKnown(next)) return false;
+    const ELexState end = Table().Next(state, *next);
+    if (end != kEndInt && end != kEndDouble) return LexAnyNumber(token, state, next);
+    if (!decimal.IsExact()) return LexManyDigits(token, decimal, next);
+    const double value = decimal.Quotient();
+    token.SetNumber(end == kEndInt ? ETokenType::Int : ETokenType::Double, negative ? -value : value);
     mNext = next;
     return true;
 }
 
-bool CInPlaceCursor::LexNumber(CToken& token, ELexState state) {
-    if ((state == kInInteger || state == kAfterZero || state == kAfterSign) && LexShortNumber(token))
-        return true;
-    CUnits end = mNext;
-    while (!CBase_grammar::IsFinal(state)) {
-        if (!IsKnown(++end)) return false;
-        state = Table().Next(state, *end);
+CInPlaceCursor::CUnits CInPlaceCursor::AddDigits(CUnits next, std::uint64_t& value) const noexcept {
+    for (; next != mEnd; ++next) {
+        const auto digit = static_cast<std::uint32_t>(*next) - static_cast<std::uint32_t>(L'0');
+        if (digit > 9) break;
+        value = value * 10 + digit;
     }
-    if (state != kEndInt && state != kEndDouble) return false;
-    const std::wstring_view text(mNext, end);
-    double                  value = 0.0;
-    if (!ParseDecimal(text, &value)) return false;
+    return next;
+}
+
+/// Lexes the number that these digits make, which end before `next`.
+bool CInPlaceCursor::LexManyDigits(CToken& token, const CDecimal& decimal, CUnits next) {
+    double value = 0.0;
+    if (!decimal.Get(&value)) return LexAnyNumber(token, Table().Next(kStart, *mNext), mNext + 1);
+    const bool whole = std::find(mNext, next, L'.') == next;
+    token.SetNumber(whole ? ETokenType::Int : ETokenType::Double, *mNext == L'-' ? -value : value);
+    mNext = next;
+    return true;
+}
+
+/// Lexes the number of which the characters before `next` have led to this state.
+bool CInPlaceCursor::LexAnyNumber(CToken& token, ELexState state, CUnits next) {
+    for (;; ++next) {
+        if (!IsKnown(next)) return false;
+        state = Table().Next(state, *next);
+        if (CBase_grammar::IsFinal(state)) break;
+    }
+    double value = 0.0;
+    if ((state != kEndInt && state != kEndDouble) || !ParseDecimal({mNext, next}, &value)) return false;
     token.SetNumber(state == kEndInt ? ETokenType::Int : ETokenType::Double, value);
-    mNext = end;
+    mNext = next;
     return true;
 }
 
 /// A quoted text with backslashes or characters from 128 on.
 bool CInPlaceCursor::LexEscaped(CToken& token, const CQuotedStates& states) {
-    std::wstring text;
+    std::wstring& text = *mRules->mComposed;
+    text.clear();
     for (CUnits next = mNext + 1; next != mEnd;) {
         if (!CLexTable::Has(*next)) {
             if (!DecodeInText(next, states.mInside, text)) return false;

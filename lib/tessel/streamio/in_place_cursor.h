@@ -10,6 +10,8 @@
 
 namespace io {
 
+struct CDecimal;
+
 /// What a token buffer's characters are lexed by, where they lie.
 struct CInPlaceRules {
     const CBase_grammar* mGrammar    = nullptr;
@@ -20,6 +22,7 @@ struct CInPlaceRules {
     bool                 mUtf8       = false;    ///< characters from 128 on are UTF-8
     wchar_t              mSpecial    = 0;  ///< the character that may begin a number besides digits; or 0
     CRecentTexts*        mTexts      = nullptr;
+    std::wstring*        mComposed   = nullptr;  ///< room for a text that does not lie there as it is meant
 };
 
 /// Lexes tokens from characters in memory. It goes by the tables that the state machine of the text form
@@ -82,8 +85,10 @@ class CInPlaceCursor {
     /// Whether the symbol here is one whatever follows it. A character that no token can hold would spoil it.
     bool IsPlainSymbol() const noexcept { return *mNext != mRules->mSpecial && IsKnown(mNext + 1); }
     bool LexWord(CToken& token);
-    bool LexShortNumber(CToken& token) noexcept;
     bool LexNumber(CToken& token, ELexState state);
+    bool LexManyDigits(CToken& token, const CDecimal& decimal, CUnits next);
+    bool LexAnyNumber(CToken& token, ELexState state, CUnits next);
+    CUnits AddDigits(CUnits next, std::uint64_t& value) const noexcept;
     struct CQuotedStates;
     bool LexQuoted(CToken& token, const CQuotedStates& states);
     bool LexEscaped(CToken& token, const CQuotedStates& states);
@@ -133,36 +138,6 @@ inline bool CInPlaceCursor::EndLine(ELexState state) noexcept {
         return false;
     }
     ++mLines;
-    return true;
-}
-
-inline bool CInPlaceCursor::LexWord(CToken& token) {
-    const CUnits start = mNext;
-    const CUnits end   = EndOfRun(kInWord, start + 1);
-    if (!IsKnown(end) || Table().Next(kInWord, *end) != kEndWord || !mRules->mWords) return false;
-    const std::wstring_view text(start, end);
-    ETokenType              type = ETokenType::Keyword;
-    // By its first letter hardly a word is anything else.
-    if (const wchar_t first = text[0] | 0x20; first == L't' || first == L'f' || text[0] == L'$')
-        type = mRules->mGrammar->TypeOfWord(text);
-    if (type == ETokenType::CData) return false;
-    mNext = end;
-    if (type == ETokenType::Keyword) {
-        mRules->mTexts->Set(token, type, text);
-    } else {
-        token = CToken(type);
-    }
-    return true;
-}
-
-inline bool CInPlaceCursor::LexQuoted(CToken& token, const CQuotedStates& states) {
-    const CUnits text = mNext + 1;
-    const CUnits end  = EndOfRun(states.mInside, text);
-    if (!IsKnown(end) || Table().Next(states.mInside, *end) != states.mClosed)
-        return LexEscaped(token, states);
-    if (!IsKnown(end + 1)) return false;
-    mRules->mTexts->Set(token, states.mType, {text, end});
-    mNext = end + 1;
     return true;
 }
 

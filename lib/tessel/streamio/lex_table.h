@@ -19,8 +19,12 @@ class CLexTable {
     ELexState Next(ELexState state, wchar_t ch) const noexcept {
         return mNext[state][static_cast<std::size_t>(ch)];
     }
+    /// Whether `ch` is one of the table's, and leads from one state to the other.
+    bool Leads(ELexState from, wchar_t ch, ELexState to) const noexcept {
+        return Has(ch) && Next(from, ch) == to;
+    }
     /// Whether `ch` is one of the table's, and leads from `state` to itself.
-    bool Stays(ELexState state, wchar_t ch) const noexcept { return Has(ch) && Next(state, ch) == state; }
+    bool Stays(ELexState state, wchar_t ch) const noexcept { return Leads(state, ch, state); }
     /// Whether `ch` is one of the table's.
     static constexpr bool Has(wchar_t ch) noexcept { return static_cast<std::uint32_t>(ch) < kChars; }
     /// Whether the tokens of line ends, symbols and quoted texts are complete with their last character,

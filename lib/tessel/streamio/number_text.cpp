@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cfloat>
 #include <charconv>
 #include <cmath>
@@ -16,8 +17,7 @@ namespace io {
 
 namespace {
 
-/// A number's characters as plain ones, in place unless they are many. False when one of them stands in
-/// no number; "inf" and "nan" are none.
+/// A number's characters as plain ones, in place unless they are many.
 class CPlainNumber {
   public:
     explicit CPlainNumber(std::wstring_view text) {
@@ -37,10 +37,6 @@ class CPlainNumber {
     std::string          mMany;
     std::string_view     mText;
 };
-
-bool IsDecimalCharacter(char ch) noexcept {
-    return (ch >= '0' && ch <= '9') || ch == '.' || ch == 'e' || ch == 'E' || ch == '+' || ch == '-';
-}
 
 /// Whether a number that cannot be represented is too large (else it is too small): by the place of
 /// its first significant digit and its exponent.
@@ -64,6 +60,15 @@ bool IsHuge(std::string_view number) {
     }
     return magnitude + exponent > 0;
 }
+
+constexpr std::ptrdiff_t kWholeDigits = 19;  // that many fit 64 bits
+
+constexpr auto kPowersOfTen = [] {
+    std::array<std::uint64_t, kWholeDigits + 1> powers{1};
+    for (std::size_t i = 1; i < powers.size(); ++i)
+        powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
 
 constexpr double kTwoTo53 = 9007199254740992.0;
 
@@ -117,62 +122,90 @@ void CNumberText::Set(std::string_view digits) noexcept {
 
 namespace {
 
-using Digits32 = std::array<char, 32>;
-
-std::string_view Written(const Digits32& digits, std::to_chars_result result) {
+std::string_view Written(const CDigits& digits, std::to_chars_result result) {
     return {digits.data(), result.ptr};
 }
 
-/// A number of few decimals is a quotient of whole numbers, both exact, and its digits are those of the
+/// Writes decimal digits backwards, at least `fewest`.
+char* PutDigits(char* end, std::uint64_t value, int fewest = 1) noexcept {
+    const char* const most = end - fewest;
+    for (; value != 0; value /= 10)
+        *--end = static_cast<char>('0' + value % 10);
+    while (end > most)
+        *--end = '0';
+    return end;
+}
+
+std::string_view WithSign(CDigits& digits, char* first, bool negative) noexcept {
+    if (negative) *--first = '-';
+    return {first, digits.data() + digits.size()};
+}
+
+std::string_view FormatWhole(std::int64_t value, CDigits& digits) noexcept {
+    const bool negative = value < 0;
+    const auto magnitude =
+        negative ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+    return WithSign(digits, PutDigits(digits.data() + digits.size(), magnitude), negative);
+}
+
+/// A number of so few decimals is a quotient of whole numbers, both exact, and its digits are those of the
 /// first. No other number of at most 15 digits is the same double, so no shorter one is either. Empty
 /// for any other number.
-std::string_view FormatFewDecimals(double value, Digits32& digits) {
-    constexpr double      kScale     = 1e6;
-    constexpr std::size_t kDecimals  = 6;
-    constexpr double      kMostExact = 1e15;
-    // Smaller ones are shorter with an exponent.
-    if (FLT_EVAL_METHOD != 0 || !(std::fabs(value) >= 1e-3 && std::fabs(value) < kMostExact / kScale))
-        return {};
+template <int decimals>
+std::string_view FormatDecimals(double value, CDigits& digits) noexcept {
+    constexpr std::uint64_t kUnit      = kPowersOfTen[decimals];
+    constexpr auto          kScale     = static_cast<double>(kUnit);
+    constexpr double        kMostExact = 1e15;
+    const double            magnitude  = std::fabs(value);
+    if (magnitude >= kMostExact / kScale) return {};
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): the next line sees whether it was right.
-    const auto whole = static_cast<std::int64_t>(std::fabs(value) * kScale + 0.5);
-    if (static_cast<double>(whole) / kScale != std::fabs(value)) return {};
-    char* next = digits.data();
-    if (value < 0) *next++ = '-';
-    next              = std::to_chars(next, digits.data() + digits.size(), whole / 1000000).ptr;
-    *next++           = '.';
-    std::int64_t rest = whole % 1000000;
-    for (std::size_t i = kDecimals; i-- != 0; rest /= 10)
-        next[i] = static_cast<char>('0' + rest % 10);
-    next += kDecimals;
-    while (next[-1] == '0')
-        --next;
-    return {digits.data(), next};
+    const auto all = static_cast<std::int64_t>(magnitude * kScale + 0.5);
+    if (static_cast<double>(all) / kScale != magnitude) return {};
+    std::uint64_t fraction = static_cast<std::uint64_t>(all) % kUnit;
+    int           length   = decimals;
+    for (; fraction % 10 == 0; fraction /= 10)
+        --length;
+    char* next = PutDigits(digits.data() + digits.size(), fraction, length);
+    *--next    = '.';
+    return WithSign(digits, PutDigits(next, static_cast<std::uint64_t>(all) / kUnit), value < 0);
+}
+
+std::string_view FormatFewDecimals(double value, CDigits& digits) noexcept {
+    constexpr double kLeast = 1e-3;  // smaller ones are shorter with an exponent
+    if (FLT_EVAL_METHOD != 0 || !(std::fabs(value) >= kLeast)) return {};
+    const std::string_view few = FormatDecimals<3>(value, digits);
+    return few.empty() ? FormatDecimals<6>(value, digits) : few;
 }
 
 }  // namespace
 
 CNumberText FormatWhole(std::int64_t value) {
     CNumberText text;
-    Digits32    digits;
-    text.Set(Written(digits, std::to_chars(digits.data(), digits.data() + digits.size(), value)));
+    CDigits     digits;
+    text.Set(FormatWhole(value, digits));
     return text;
+}
+
+std::string_view FormatExact(double value, CDigits& digits) {
+    if (std::fabs(value) < kTwoTo53) {
+        const auto whole = static_cast<std::int64_t>(value);
+        if (static_cast<double>(whole) != value) {
+            const std::string_view few = FormatFewDecimals(value, digits);
+            if (!few.empty()) return few;
+        } else if (whole != 0 || !std::signbit(value)) {
+            return FormatWhole(whole, digits);
+        } else {
+            return "-0";
+        }
+    }
+    if (std::isinf(value)) return value > 0 ? "1e999" : "-1e999";
+    return Written(digits, std::to_chars(digits.data(), digits.data() + digits.size(), value));
 }
 
 CNumberText FormatExact(double value) {
     CNumberText text;
-    Digits32    digits;
-    const auto  to_chars = [&](auto... arguments) {
-        return Written(digits, std::to_chars(digits.data(), digits.data() + digits.size(), arguments...));
-    };
-    if (std::isinf(value)) {
-        text.Set(value > 0 ? "1e999" : "-1e999");
-    } else if (IsWhole(value) && std::fabs(value) < kTwoTo53) {
-        text.Set(value == 0 ? (std::signbit(value) ? "-0" : "0")
-                            : to_chars(static_cast<std::int64_t>(value)));
-    } else {
-        const std::string_view few = FormatFewDecimals(value, digits);
-        text.Set(few.empty() ? to_chars(value) : few);
-    }
+    CDigits     digits;
+    text.Set(FormatExact(value, digits));
     return text;
 }
 
@@ -193,16 +226,13 @@ bool IsHexadecimal(double value) noexcept {
     return IsWhole(value) && !std::signbit(value) && value <= std::numeric_limits<std::int32_t>::max();
 }
 
-bool ParseDecimal(std::wstring_view text, double* value) {
-    const CPlainNumber     plain(text);
-    const std::string_view narrow = plain.View();
-    const char*            begin  = narrow.data();
-    const char*            end    = begin + narrow.size();
+bool ParseDecimal(std::string_view text, double* value) {
+    const char* begin = text.data();
+    const char* end   = begin + text.size();
     if (begin != end && *begin == '+') ++begin;
+    const char* const first = begin == text.data() && begin != end && *begin == '-' ? begin + 1 : begin;
     // Only here would "+-5", "inf" and "nan" be taken for numbers.
-    if (!std::all_of(narrow.begin(), narrow.end(), IsDecimalCharacter) ||
-        (begin != narrow.data() && begin != end && *begin == '-'))
-        return false;
+    if (first == end || !(*first == '.' || (*first >= '0' && *first <= '9'))) return false;
 
     double     parsed = 0.0;
     const auto result = std::from_chars(begin, end, parsed, std::chars_format::general);
@@ -214,6 +244,47 @@ bool ParseDecimal(std::wstring_view text, double* value) {
     }
     *value = parsed;
     return true;
+}
+
+bool ParseDecimal(std::wstring_view text, double* value) {
+    return ParseDecimal(CPlainNumber(text).View(), value);
+}
+
+namespace {
+
+#ifdef __SIZEOF_INT128__
+__extension__ using CWide = unsigned __int128;
+
+/// The quotient of two whole numbers that are not 0, rounded once: by more bits than a double has, of which
+/// the last tells whether anything is left.
+double Divide(std::uint64_t a, std::uint64_t b) noexcept {
+    const int     shiftA   = std::countl_zero(a);
+    const int     shiftB   = std::countl_zero(b);
+    const CWide   dividend = CWide{a << shiftA} << 63;
+    const auto    divisor  = b << shiftB;
+    const auto    quotient = static_cast<std::uint64_t>(dividend / divisor);
+    const bool    rest     = CWide{quotient} * divisor != dividend;
+    constexpr int kBias = 1023, kMantissa = 52;
+    const auto    scale =
+        std::bit_cast<double>(static_cast<std::uint64_t>(kBias + shiftB - shiftA - 63) << kMantissa);
+    return static_cast<double>(quotient | (rest ? 1 : 0)) * scale;
+}
+#endif
+
+}  // namespace
+
+bool CDecimal::Get(double* value) const noexcept {
+    if (IsExact()) {
+        *value = Quotient();
+        return true;
+    }
+#ifdef __SIZEOF_INT128__
+    if (mCount <= kWholeDigits && mDigits != 0) {
+        *value = Divide(mDigits, kPowersOfTen[static_cast<std::size_t>(mDecimals)]);
+        return true;
+    }
+#endif
+    return false;
 }
 
 bool ParseHexadecimal(std::wstring_view digits, double* value) {

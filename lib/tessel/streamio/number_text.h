@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cfloat>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,11 +14,41 @@ struct CNumberFormat;
 /// Reads a whole decimal number (sign, digits, point, exponent), the same in every locale.
 /// A number beyond the range becomes infinite, one too small becomes 0.
 /// @return false, `value` untouched, when the text is not wholly a number.
+bool ParseDecimal(std::string_view text, double* value);
 bool ParseDecimal(std::wstring_view text, double* value);
+
+/// A decimal number without exponent, by its digits.
+struct CDecimal {
+    std::uint64_t  mDigits   = 0;  ///< what they come to without the point, unless they are too many
+    std::ptrdiff_t mCount    = 0;  ///< of the digits, with zeros in front
+    std::ptrdiff_t mDecimals = 0;  ///< of them, those behind the point
+
+    /// Whether `Quotient` holds: digits and power of ten are exact then, so it is rounded once, where results
+    /// are not kept in a wider format.
+    bool IsExact() const noexcept {
+        return mCount <= kExactDigits && (mDecimals == 0 || FLT_EVAL_METHOD == 0);
+    }
+    double Quotient() const noexcept {
+        const auto whole = static_cast<double>(static_cast<std::int64_t>(mDigits));
+        return mDecimals == 0 ? whole : whole / kPowers[mDecimals];
+    }
+    /// The number. False when it takes more than a division: `ParseDecimal` knows it.
+    bool Get(double* value) const noexcept;
+
+    static constexpr std::ptrdiff_t kExactDigits              = 15;  // that many fit a double's 53 bits
+    static constexpr double         kPowers[kExactDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                                 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+};
 
 /// Reads a whole hexadecimal number without prefix. False when it is none, or does not fit in a
 /// positive 32-bit integer.
 bool ParseHexadecimal(std::wstring_view digits, double* value);
+
+/// Room for the digits of a number.
+using CDigits = std::array<char, 32>;
+/// The shortest text that reads back to the same number, as plain characters; see below.
+/// @return in `digits`, or of static storage.
+std::string_view FormatExact(double value, CDigits& digits);
 
 /// A number's characters, in place.
 class CNumberText {

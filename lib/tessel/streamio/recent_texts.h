@@ -2,9 +2,10 @@
 
 #include "tessel/streamio/token.h"
 
-#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -24,30 +25,41 @@ class CRecentTexts {
             token.SetText(type, text);
             return;
         }
-        // Two places for each hash: the later and the earlier of the texts that came with it.
-        CToken* const recent = &mTexts[Hash(text) & (mTexts.size() - 2)];
-        for (CToken* place = recent; place != recent + 2; ++place)
-            if (place->HasSharedText(text) && token.ShareText(type, *place)) return;
-        token.SetText(type, text);
-        recent[1] = std::move(recent[0]);
-        recent[0] = token;
-        if (++mMisses >= 2 * mTexts.size()) Grow();
+        const std::uint64_t key    = Key(text);
+        CRecent* const      recent = &mTexts[Place(key)];
+        for (const CRecent* place = recent; place != recent + kPlaces; ++place)
+            if (place->mKey == key && place->mText.HasSharedText(text) && token.ShareText(type, place->mText))
+                return;
+        SetNew(token, type, text, key);
     }
 
   private:
-    /// By the length and four units; names that differ at all nearly always do in these.
-    static std::size_t Hash(std::wstring_view text) noexcept {
-        const auto        unit = [&](std::size_t at) { return static_cast<std::uint64_t>(text[at]); };
-        const std::size_t last = text.size() - 1;
-        const auto key = unit(0) ^ (unit(last / 2) << 12) ^ (unit(last - 1) << 24) ^ (unit(last) << 36) ^
-                         (std::uint64_t{text.size()} << 52);
-        constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15;  // spreads what differs over the upper bits
-        return static_cast<std::size_t>((key * kGolden) >> 48);
-    }
-    void Grow();
+    struct CRecent {
+        std::uint64_t mKey = 0;
+        CToken        mText;
+    };
+    /// For each hash: the later and the earlier of the texts that came with it.
+    static constexpr std::size_t kPlaces = 2;
 
-    std::vector<CToken> mTexts;  ///< by their hash, as many as a power of two; or empty
-    std::size_t         mMisses = 0;
+    /// The length and six units; names that differ at all nearly always do in these.
+    static std::uint64_t Key(std::wstring_view text) noexcept {
+        const auto pair = [&](std::size_t at) {
+            std::uint64_t units = 0;
+            std::memcpy(&units, text.data() + at, 2 * sizeof(wchar_t));
+            return units;
+        };
+        constexpr int kRotated = 23;
+        return (pair(0) + text.size()) ^ std::rotl(pair(text.size() - 2), kRotated) ^
+               std::rotl(pair(text.size() / 2 - 1), 2 * kRotated);
+    }
+    std::size_t Place(std::uint64_t key) const noexcept {
+        constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15;  // spreads what differs over the upper bits
+        return static_cast<std::size_t>((key * kGolden) >> 48) & (mTexts.size() - kPlaces);
+    }
+    void SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t key);
+
+    std::vector<CRecent> mTexts;  ///< by their hash, as many as a power of two; or empty
+    std::size_t          mMisses = 0;
 };
 
 }  // namespace io

@@ -108,12 +108,6 @@ bool CToken_streambuf::FindTextAtLineStart(const AString& text) {
     return Find(nullptr, text, true);
 }
 
-bool CToken_streambuf::EqualIgnoringCase(std::wstring_view a, std::wstring_view b) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), [](wchar_t x, wchar_t y) {
-        return x == y || AString::LowerChar(x) == AString::LowerChar(y);
-    });
-}
-
 // --- characters
 
 bool CToken_streambuf::HandBack() {

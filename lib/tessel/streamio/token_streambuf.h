@@ -3,6 +3,7 @@
 #include "tessel/streamio/base_grammar.h"
 #include "tessel/streamio/buffer_areas.h"
 #include "tessel/streamio/in_place_cursor.h"
+#include "tessel/streamio/line_room.h"
 #include "tessel/streamio/streamio_pos.h"
 #include "tessel/streamio/token.h"
 
@@ -172,6 +173,19 @@ class CToken_streambuf {
     /// Marks the start of the data, where the form needs it.
     virtual void StartOutput() {}
 
+    /// Gives the room that is ready for whole lines, if one can begin here and lines may be composed in
+    /// place.
+    virtual bool OpenLines(CLineRoom&) noexcept { return false; }
+    /// Takes lines that were composed there, up to `next`.
+    void TakeLines(const wchar_t* next, std::uint32_t lines) noexcept {
+        const auto units = next - CBufferAreas::Put(*mStreamBuf);
+        CBufferAreas::MovePut(*mStreamBuf, units);
+        mWritten += static_cast<std::uint32_t>(units);
+        mLine += lines;
+        mLastChar = L'\n';
+        mLastType = ETokenType::Eol;
+    }
+
     bool          WriteFailed() const noexcept { return mWriteFailed; }
     std::uint32_t CharsWritten() const noexcept { return mWritten; }
 
@@ -201,7 +215,7 @@ class CToken_streambuf {
     void SetLocale(const std::locale& locale) { mStreamLocale = locale; }
     /// Whether two names are equal by the case mode.
     bool NamesEqual(std::wstring_view a, std::wstring_view b) const noexcept {
-        return a.size() == b.size() && (a == b || (IsCaseInsensitive() && EqualIgnoringCase(a, b)));
+        return a.size() == b.size() && (a == b || (IsCaseInsensitive() && CBase_grammar::SameWord(a, b)));
     }
 
     // --- characters
@@ -291,8 +305,13 @@ class CToken_streambuf {
             PutChar(ch);
     }
     /// Writes one unit as it is, past any encoding.
-    void           PutUnit(wchar_t unit);
-    bool           IsFormatting() const noexcept { return mFormatting; }
+    void PutUnit(wchar_t unit);
+    bool IsFormatting() const noexcept { return mFormatting; }
+    /// Units that can be written where the underlying buffer has room.
+    std::pair<wchar_t*, std::size_t> ReadyRoom() noexcept {
+        if (mStreamBuf == nullptr) return {nullptr, 0};
+        return {CBufferAreas::Put(*mStreamBuf), CBufferAreas::Room(*mStreamBuf)};
+    }
     wchar_t        LastChar() const noexcept { return mLastChar; }
     ETokenType     LastType() const noexcept { return mLastType; }
     void           SetLastType(ETokenType type) noexcept { mLastType = type; }
@@ -306,7 +325,6 @@ class CToken_streambuf {
     ACharStreamOff CurrentOffset() const;
     void           PutAnyChar(wchar_t ch);
     bool           PutAscii(std::wstring_view text);
-    static bool    EqualIgnoringCase(std::wstring_view a, std::wstring_view b) noexcept;
     bool           HandBack();
     LexChar        ReadUnit();
     LexChar        ReadWholeUnit();

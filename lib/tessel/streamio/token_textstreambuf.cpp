@@ -31,9 +31,10 @@ CToken_textstreambuf::CToken_textstreambuf(std::wstreambuf* a_streambuf, const C
         mOwnTable = std::make_unique<CLexTable>(grammar);
         mTable    = mOwnTable.get();
     }
-    mInPlace.mGrammar = &grammar;
-    mInPlace.mTable   = mTable;
-    mInPlace.mTexts   = &mRecentTexts;
+    mInPlace.mGrammar  = &grammar;
+    mInPlace.mTable    = mTable;
+    mInPlace.mTexts    = &mRecentTexts;
+    mInPlace.mComposed = &mComposed;
 }
 
 void CToken_textstreambuf::ReadToken(CToken& token) {

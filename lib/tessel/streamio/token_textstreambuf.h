@@ -35,6 +35,7 @@ class CToken_textstreambuf : public CToken_streambuf {
     EFormatKind FormatKind() const noexcept override { return kFormatText; }
     void        ShareTexts(bool on) override;
     bool        OpenInPlace(CInPlaceCursor& cursor) override;
+    bool        OpenLines(CLineRoom& room) noexcept override;
 
     /// Keeps the characters that numbers, booleans and the like were read from.
     void SetKeepText(bool on) noexcept { mKeepText = on; }
@@ -137,6 +138,7 @@ class CToken_textstreambuf : public CToken_streambuf {
     CRecentTexts                     mRecentTexts;
     const CLexTable*                 mTable;
     CInPlaceRules                    mInPlace;
+    std::wstring                     mComposed;  ///< of `mInPlace`
 
     bool mKeepText       = false;
     bool mSpecialNumbers = false;

@@ -1,6 +1,8 @@
 #include "tessel/streamio/in_place_cursor.h"
 #include "tessel/streamio/token_textstreambuf.h"
 
+#include <algorithm>
+
 namespace io {
 
 bool CToken_textstreambuf::OpenInPlace(CInPlaceCursor& cursor) {
@@ -23,6 +25,18 @@ bool CToken_textstreambuf::ReadTokenInPlace(CToken& token) {
     CInPlaceCursor cursor;
     if (!OpenInPlace(cursor) || !cursor.Lex(token)) return false;
     PassInPlace(cursor);
+    return true;
+}
+
+bool CToken_textstreambuf::OpenLines(CLineRoom& room) noexcept {
+    constexpr std::wstring_view kDelimiters = L"=[:,]()";
+    const auto spoils = [this](wchar_t ch) { return mGrammar.HasFlags(ch, kFlagKeywordChar); };
+    const bool plain  = IsFormatting() && mTable->IsPlain() && LastType() == ETokenType::Eol &&
+                       std::none_of(kDelimiters.begin(), kDelimiters.end(), spoils);
+    const auto [next, units] = ReadyRoom();
+    if (!plain || units == 0) return false;
+    room = {&mGrammar, mTable, mIndentation, mCrLf ? L"\r\n" : L"\n", BlockBegin().Str(), BlockEnd().Str(),
+            IsUtf8(),  next,   next + units};
     return true;
 }
 

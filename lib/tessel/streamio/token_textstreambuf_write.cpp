@@ -25,12 +25,6 @@ bool IsSign(wchar_t ch) noexcept {
     return ch == L'+' || ch == L'-';
 }
 
-bool EqualNoCase(std::wstring_view a, std::wstring_view b) noexcept {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](wchar_t x, wchar_t y) {
-               return AString::LowerChar(x) == AString::LowerChar(y);
-           });
-}
-
 /// What separators go by: the kind of a text that ends with this character.
 ETokenType TypeOfEnd(wchar_t last) noexcept {
     if (last == L'\n' || last == L'\r') return ETokenType::Eol;
@@ -265,8 +259,9 @@ void CToken_textstreambuf::WriteEol(bool force) {
 
 bool CToken_textstreambuf::IsExactKeyword(std::wstring_view text) const {
     if (!IsWordByTable(text) && ScanWhole(text) != ETokenType::Keyword) return false;
-    return mGrammar.TypeOfWord(text) == ETokenType::Keyword && !EqualNoCase(text, BlockBegin().Str()) &&
-           !EqualNoCase(text, BlockEnd().Str());
+    return mGrammar.TypeOfWord(text) == ETokenType::Keyword &&
+           !CBase_grammar::SameWord(text, BlockBegin().Str()) &&
+           !CBase_grammar::SameWord(text, BlockEnd().Str());
 }
 
 /// Whether all characters go on with the word that the first begins; false where the table cannot tell.

@@ -4,10 +4,15 @@
 
 #include "stream_support.h"
 #include "tessel/streamio/delimiter_grammar_default.h"
+#include "tessel/streamio/number_text.h"
 #include "tessel/streamio/stable_list.h"
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <list>
 #include <random>
@@ -240,6 +245,43 @@ TEST(StableList, KeepsPositionsWhileOthersComeAndGo) {
         for (const auto& [one, other] : positions)
             ASSERT_EQ(*one, *other);
     }
+}
+
+TEST(InPlace, DecimalNumbersAreRoundedOnce) {
+    // Against the standard library, which knows numbers of any length.
+    std::mt19937_64 random(17);
+    const auto      check = [](const std::string& digits, std::size_t decimals) {
+        io::CDecimal decimal{std::strtoull(digits.c_str(), nullptr, 10), std::ssize(digits),
+                             static_cast<std::ptrdiff_t>(decimals)};
+        double       value = -1;
+        if (!decimal.Get(&value)) return false;
+        const std::string text =
+            digits.substr(0, digits.size() - decimals) + "." + digits.substr(digits.size() - decimals);
+        double wanted = 0;
+        std::from_chars(text.data(), text.data() + text.size(), wanted);
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(value), std::bit_cast<std::uint64_t>(wanted)) << text;
+        return true;
+    };
+    std::size_t known = 0;
+    for (int i = 0; i < 200'000; ++i) {
+        std::string digits(1 + random() % 19, '0');
+        // Halves of what a double can tell are the hard ones: 2^53 + 1, 2^54 + 2 and so on, and their
+        // neighbours.
+        const std::uint64_t halves =
+            (std::uint64_t{1} << (53 + random() % 10)) / (1 + random() % 7) + random() % 5;
+        const std::string hard = std::to_string(i % 3 == 0 ? halves : random());
+        for (std::size_t at = 0; at < digits.size(); ++at)
+            digits[at] = hard[at % hard.size()];
+        known += check(digits, random() % digits.size()) ? 1 : 0;
+    }
+    for (const char* digits : {"0", "000", "9007199254740993", "9999999999999999999", "0000000000000000001"})
+        for (std::size_t decimals = 0; decimals < std::strlen(digits); ++decimals)
+            known += check(digits, decimals) ? 1 : 0;
+    EXPECT_GT(known, 1000u);
+    io::CDecimal tooMany{0, 20, 3};
+    double       value = 5;
+    EXPECT_FALSE(tooMany.Get(&value));
+    EXPECT_EQ(value, 5);
 }
 
 }  // namespace

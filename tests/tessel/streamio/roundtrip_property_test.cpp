@@ -314,6 +314,62 @@ TEST(RoundTrip, GivesTheSameTreeAndTheSameBytes) {
     });
 }
 
+/// Keeps what is written; gives room for so many units at a time.
+class CRoomBuf final : public std::wstreambuf {
+  public:
+    explicit CRoomBuf(std::size_t room) : mRoom(room, L'?') { sync(); }
+    ~CRoomBuf() override = default;
+
+    std::wstring Text() {
+        sync();
+        return mText;
+    }
+
+  protected:
+    int sync() override {
+        if (!mRoom.empty()) mText.append(pbase() != nullptr ? pbase() : mRoom.data(), pptr() - pbase());
+        setp(mRoom.data(), mRoom.data() + mRoom.size());
+        return 0;
+    }
+    int_type overflow(int_type unit) override {
+        sync();
+        if (traits_type::eq_int_type(unit, traits_type::eof())) return traits_type::not_eof(unit);
+        if (!mRoom.empty()) return sputc(traits_type::to_char_type(unit));
+        mText += traits_type::to_char_type(unit);
+        return unit;
+    }
+
+  private:
+    std::wstring mRoom, mText;
+};
+
+TEST(RoundTrip, LinesAreComposedAsItemsWriteThem) {
+    // Without room, or in a class of stream of its own, each item writes itself.
+    class COwnStream : public CToken_ostream {
+        using CToken_ostream::CToken_ostream;
+    };
+    ForDocuments(1000, [](CGenerator& generator) {
+        CBlock     file  = generator.File(1 + generator.Below(20));
+        const bool crLf  = generator.Once(3);
+        const bool plain = !generator.Once(10);
+        const auto write = [&]<class Stream>(std::type_identity<Stream>, std::size_t room) {
+            CRoomBuf buffer(room);
+            Stream   stream(std::make_unique<std::wostream>(&buffer), 0, GrammarOf(EForm::kText));
+            auto&    tokens = dynamic_cast<CToken_textstreambuf&>(stream.TokenBuffer());
+            tokens.SetCrLf(crLf);
+            tokens.SetFormatting(plain);
+            stream.Indent(3);
+            file.WriteFile(stream);
+            EXPECT_TRUE(stream.good());
+            return std::tuple(Shown(buffer.Text()), tokens.LineNumber(), tokens.CharsWritten());
+        };
+        const auto bySelf = write(std::type_identity<CToken_ostream>{}, 0);
+        EXPECT_EQ(write(std::type_identity<COwnStream>{}, 5000), bySelf);
+        for (const std::size_t room : {1, 30, 200, 100'000})
+            EXPECT_EQ(write(std::type_identity<CToken_ostream>{}, room), bySelf) << room;
+    });
+}
+
 TEST(RoundTrip, LosesNothingThroughTheBinaryForm) {
     // But that hexadecimal numbers are numbers like others there.
     ForDocuments(700, [](CGenerator& generator) {

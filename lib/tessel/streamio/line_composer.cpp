@@ -1,0 +1,189 @@
+#include "tessel/streamio/line_composer.h"
+
+#include "tessel/platform/platform.h"
+#include "tessel/streamio/block_func.h"
+#include "tessel/streamio/block_value.h"
+#include "tessel/streamio/block_vec.h"
+#include "tessel/streamio/number_text.h"
+
+#include <algorithm>
+#include <cmath>
+#include <typeinfo>
+
+namespace io {
+
+namespace {
+
+/// By address: an item of a class that another module knows by another address writes itself.
+template <class T, class Object>
+bool Is(const Object& object) noexcept {
+    return &typeid(object) == &typeid(T);
+}
+
+}  // namespace
+
+CLineComposer::CLineComposer(CToken_ostream& stream) noexcept
+    : mStream(stream),
+      mBuffer(stream.TokenBuffer()),
+      mUsual(Is<CToken_ostream>(stream) || Is<CToken_ostring>(stream)) {}
+
+bool CLineComposer::Open() noexcept {
+    return mRoom.mNext != nullptr || (mUsual && mBuffer.OpenLines(mRoom));
+}
+
+void CLineComposer::Close() noexcept {
+    if (mRoom.mNext != nullptr && mLines != 0) mBuffer.TakeLines(mRoom.mNext, mLines);
+    mRoom  = CLineRoom();
+    mLines = 0;
+}
+
+bool CLineComposer::Write(const CBlock_item& item) {
+    if (Open()) {
+        mNext = mRoom.mNext;
+        if (Put(mRoom.mIndentation) && PutItem(item) && Put(mRoom.mLineEnd)) {
+            mRoom.mNext = mNext;
+            ++mLines;
+            return true;
+        }
+    }
+    Close();
+    return false;
+}
+
+bool CLineComposer::PutItem(const CBlock_item& item) {
+    if (Is<CBlock_named_value>(item)) {
+        const auto& named = static_cast<const CBlock_named_value&>(item);
+        return PutName(named.Name()) && Put(L'=') && PutValue(named.Value());
+    }
+    if (Is<CBlock_vec>(item)) return PutVec(static_cast<const CBlock_vec&>(item));
+    return Is<CBlock_func>(item) && PutFunc(static_cast<const CBlock_func&>(item));
+}
+
+bool CLineComposer::PutVec(const CBlock_vec& vec) {
+    const auto& elements = vec.Elements();
+    if (!PutName(vec.Name()) || !Put(L'[') || !PutNumber(static_cast<double>(elements.size())) || !Put(L':'))
+        return false;
+    for (std::size_t i = 0; i < elements.size(); ++i)
+        if ((i != 0 && !Put(L',')) || !Put(L' ') || !PutValue(elements[i])) return false;
+    return Put(L']');
+}
+
+bool CLineComposer::PutFunc(const CBlock_func& func) {
+    if (!PutName(func.Name()) || !Put(L'(')) return false;
+    const auto& arguments = func.Arguments();
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        if (!arguments[i] || (i != 0 && !(Put(L',') && Put(L' ')))) return false;
+        const CBlock_func_arg& argument = *arguments[i];
+        const bool             put      = Is<CBlock_value>(argument)
+                                              ? PutValue(static_cast<const CBlock_value&>(argument).Value())
+                                              : PutItem(argument);
+        if (!put) return false;
+    }
+    return Put(L')');
+}
+
+bool CLineComposer::PutName(const CToken& name) {
+    return name.IsText() && PutText(name);
+}
+
+bool CLineComposer::PutText(const CToken& text) {
+    const std::wstring_view view = text.View();
+    if (PutWord(view)) return true;
+    // What is a word beyond the table's characters is not known here.
+    return std::all_of(view.begin(), view.end(), CLexTable::Has) && PutQuoted(view, L'\'');
+}
+
+bool CLineComposer::PutValue(const CToken& value) {
+    switch (value.Type()) {
+        case ETokenType::Keyword:
+            return PutText(value);
+        case ETokenType::SingleQuotedText:
+            return PutQuoted(value.View(), L'\'');
+        case ETokenType::DoubleQuotedText:
+            return PutQuoted(value.View(), L'"');
+        case ETokenType::True:
+            return Put(mRoom.mGrammar->TrueSpelling());
+        case ETokenType::False:
+            return Put(mRoom.mGrammar->FalseSpelling());
+        case ETokenType::Hex:
+            return false;
+        default:
+            return value.IsNumeric() && PutNumber(value.Number());
+    }
+}
+
+/// Whether a word would not read back as a keyword, or as one that opens or closes a block.
+bool CLineComposer::IsSpecial(std::wstring_view word) const noexcept {
+    return !mRoom.mGrammar->IsKeyword(word) || CBase_grammar::SameWord(word, mRoom.mBegin) ||
+           CBase_grammar::SameWord(word, mRoom.mEnd);
+}
+
+/// A text that reads back as the same keyword.
+bool CLineComposer::PutWord(std::wstring_view text) noexcept {
+    const CLexTable& table = *mRoom.mTable;
+    if (text.empty() || !Fits(text.size()) || !table.Leads(kStart, text[0], kInWord)) return false;
+    mNext[0] = text[0];
+    for (std::size_t i = 1; i < text.size(); ++i) {
+        if (!table.Stays(kInWord, text[i])) return false;
+        mNext[i] = text[i];
+    }
+    if (IsSpecial(text)) return false;
+    mNext += text.size();
+    return true;
+}
+
+bool CLineComposer::PutQuoted(std::wstring_view text, wchar_t quote) noexcept {
+    constexpr std::size_t kMostUnits = 3;  // of a character
+    if (!Fits(kMostUnits * text.size() + 2)) return false;
+    wchar_t* next = mNext;
+    *next++       = quote;
+    for (const wchar_t ch : text) {
+        if (ch < L' ' || ch > L'~') {
+            if (!PutBeyondAscii(next, ch)) return false;
+            continue;
+        }
+        if (ch == quote || ch == L'\\') *next++ = L'\\';
+        *next++ = ch;
+    }
+    *next++ = quote;
+    mNext   = next;
+    return true;
+}
+
+/// A character from 128 on that stands for itself, where there is room for it.
+bool CLineComposer::PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept {
+    constexpr wchar_t kFirst = 0xA0, kTwoUnits = 0x800, kSurrogates = 0xD800;
+    if (ch < kFirst || ch >= kSurrogates || platform::IsControl(ch)) return false;
+    if (!mRoom.mUtf8) {
+        *next++ = ch;
+        return true;
+    }
+    if (ch < kTwoUnits) {
+        *next++ = static_cast<wchar_t>(0xC0 | (ch >> 6));
+    } else {
+        *next++ = static_cast<wchar_t>(0xE0 | (ch >> 12));
+        *next++ = static_cast<wchar_t>(0x80 | ((ch >> 6) & 0x3F));
+    }
+    *next++ = static_cast<wchar_t>(0x80 | (ch & 0x3F));
+    return true;
+}
+
+bool CLineComposer::PutNumber(double value) {
+    CDigits digits;
+    if (!Fits(digits.size()) || std::isnan(value)) return false;
+    const std::string_view text = FormatExact(value, digits);
+    std::copy(text.begin(), text.end(), mNext);
+    mNext += text.size();
+    return true;
+}
+
+bool CLineComposer::Put(std::wstring_view text) noexcept {
+    if (!Fits(text.size())) return false;
+    wchar_t* next = mNext;
+    for (const wchar_t ch : text)
+        *next++ = ch;
+    mNext = next;
+    return true;
+}
+
+}  // namespace io

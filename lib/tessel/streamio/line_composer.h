@@ -1,0 +1,63 @@
+#pragma once
+
+#include "tessel/streamio/line_room.h"
+#include "tessel/streamio/token_ostream.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace io {
+
+class CBlock_func;
+class CBlock_item;
+class CBlock_vec;
+
+/// Writes the items of a block where their characters go, a line at a time. It knows what is usual: named
+/// values, vectors and functions of plain tokens. Any other item is left alone: it writes itself,
+/// token by token. What is written is the same either way.
+class CLineComposer {
+  public:
+    /// @param stream  borrowed; between calls that answer true it must not be used.
+    explicit CLineComposer(CToken_ostream& stream) noexcept;
+    CLineComposer(const CLineComposer&)            = delete;
+    CLineComposer& operator=(const CLineComposer&) = delete;
+    ~CLineComposer() { Close(); }
+
+    /// Writes an item and its line end. False: nothing of it has been written, and the stream is ready for
+    /// it.
+    bool Write(const CBlock_item& item);
+
+  private:
+    bool Open() noexcept;
+    void Close() noexcept;
+    bool PutItem(const CBlock_item& item);
+    bool PutVec(const CBlock_vec& vec);
+    bool PutFunc(const CBlock_func& func);
+    bool PutName(const CToken& name);
+    bool PutValue(const CToken& value);
+    bool PutText(const CToken& text);
+    bool IsSpecial(std::wstring_view word) const noexcept;
+    bool PutWord(std::wstring_view text) noexcept;
+    bool PutQuoted(std::wstring_view text, wchar_t quote) noexcept;
+    bool PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept;
+    bool PutNumber(double value);
+    bool Put(std::wstring_view text) noexcept;
+    bool Put(wchar_t ch) noexcept {
+        if (mNext == mRoom.mLimit) return false;
+        *mNext++ = ch;
+        return true;
+    }
+    bool Fits(std::size_t units) const noexcept {
+        return static_cast<std::size_t>(mRoom.mLimit - mNext) >= units;
+    }
+
+    CToken_ostream&   mStream;
+    CToken_streambuf& mBuffer;
+    bool              mUsual;            ///< streams of a class of their own may write in a way of their own
+    CLineRoom         mRoom;             ///< `mNext`: behind the last whole line
+    wchar_t*          mNext  = nullptr;  ///< in the line being composed
+    std::uint32_t     mLines = 0;        ///< composed since the room was opened
+};
+
+}  // namespace io

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "tessel/streamio/lex_table.h"
+
+#include <string_view>
+
+namespace io {
+
+/// The room that a token buffer gives for whole lines, and what they look like there.
+struct CLineRoom {
+    const CBase_grammar* mGrammar = nullptr;
+    const CLexTable*     mTable   = nullptr;  ///< of the grammar
+    std::wstring_view    mIndentation;
+    std::wstring_view    mLineEnd;
+    std::wstring_view    mBegin, mEnd;    ///< keywords that a name must not look like
+    bool                 mUtf8  = false;  ///< characters from 128 on take the units of their UTF-8 form
+    wchar_t*             mNext  = nullptr;
+    wchar_t*             mLimit = nullptr;
+};
+
+}  // namespace io
