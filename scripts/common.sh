@@ -6,7 +6,9 @@ export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
 tools_native="cmake ninja-build g++ pkg-config python3 googletest nlohmann-json3-dev libcli11-dev libpng-dev libturbojpeg0-dev libgdk-pixbuf-2.0-dev"
 tools_windows="g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine wine64"
 tools_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libpugixml-dev libconfig++-dev"
-tools_tests="debootstrap strace clang-format"
+tools_tests="debootstrap strace clang-format chromium"
+tools_packages_linux="dpkg-dev lintian man-db groff-base bash-completion dbus shared-mime-info hicolor-icon-theme gtk-update-icon-cache xdg-utils libfile-mimeinfo-perl libglib2.0-bin tumbler bubblewrap python3-gi gir1.2-gnomedesktop-4.0"
+tools_packages_windows="nsis"
 tools_clang="clang libclang-rt-dev"
 tools_checks="$tools_clang clang-tidy cppcheck"
 

@@ -265,12 +265,13 @@ class CommandLine(ToolTest):
                      'thumbnail coil.tarvex', 'thumbnail -o out.png', 'thumbnail -o out.png coil.tarvex coil.tarvex',
                      'thumbnail --size 0 -o out.png coil.tarvex', 'thumbnail --size -3 -o out.png coil.tarvex',
                      'thumbnail --size 12px -o out.png coil.tarvex', 'thumbnail --size 0x10 -o out.png coil.tarvex',
-                     'thumbnail --size 4294967296 -o out.png coil.tarvex', 'thumbnail --size', '--json tip coil.tarvex'):
+                     'thumbnail --size 4294967296 -o out.png coil.tarvex', 'thumbnail --size', '--json tip coil.tarvex',
+                     'gallery coil.tarvex', 'gallery -o out.png', 'tip --recursive coil.tarvex'):
             self.check(line.split(), 2, '', r"tarvex-preview: .*\nTry 'tarvex-preview --help'\.\n")
         self.assertFalse((self.folder / 'out.png').exists())
 
     def test_help_and_version_work_everywhere(self):
-        for command in ([], ['tip'], ['info'], ['thumbnail']):
+        for command in ([], ['tip'], ['info'], ['thumbnail'], ['gallery']):
             self.check([*command, '--version'], 0, f"tarvex-preview {os.environ['TARVEX_VERSION']}\n")
             result = self.run_tool(*command, '--help')
             self.assertEqual((result.returncode, result.stderr), (0, b''))

@@ -22,12 +22,14 @@ def program(name):
 
 
 def keep_system_running():
-    """The first Windows program starts the system's services, which would hold on to its output. A command
-    interpreter that waits for input until we end keeps them running, with outputs of their own."""
+    """The first Windows program starts the system's services, and the first that draws starts the desktop; they
+    would hold on to its output. A command interpreter that waits for input until we end keeps them running, with
+    outputs of their own."""
     shell = subprocess.Popen([*RUN, 'cmd.exe'], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     atexit.register(shell.communicate)
-    subprocess.run([*RUN, 'cmd.exe', '/c', 'exit'], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL)
+    draw = [program('tarvex-preview'), 'thumbnail', '-o', 'NUL', str(SAMPLES / 'coil.tarvex')]
+    for command in ['cmd.exe', '/c', 'exit'], draw:
+        subprocess.run([*RUN, *command], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
 if WINDOWS:

@@ -62,6 +62,16 @@ std::vector<std::uint8_t> EncodeAsPng(const CPixels& picture);
 /// chunks alone that make up a picture, all of them whole with the right checksums, and not above 1 MiB.
 bool IsPlainPng(const std::uint8_t* bytes, std::size_t size) noexcept;
 
+/// The same for a JPEG: of the kinds that everybody decodes, without notes or profiles, with its end mark,
+/// and not above 1 MiB.
+bool IsPlainJpeg(const std::uint8_t* bytes, std::size_t size) noexcept;
+
+/// The picture as an opaque PNG or JPEG file, whichever is smaller; for files that are kept. Empty when the
+/// system's drawing libraries do not work. It has to have pixels.
+std::vector<std::uint8_t> EncodeSmall(const CPixels& picture);
+/// Of the JPEG files that it makes, from 1 to 100: the eye finds nothing at this one.
+inline constexpr int kJpegQuality = 88;
+
 /// Writes bytes to a file, all of them or none: a regular file that could not be written whole is removed
 /// again.
 /// @param path   UTF-8 (elsewhere than on Windows any bytes); replaced when it exists

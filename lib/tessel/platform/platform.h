@@ -78,6 +78,7 @@ struct CFileInfo {
     bool          mIsReadOnly  = false;
     bool          mIsRegular   = false;  ///< neither directory, pipe nor device
     std::uint64_t mSize        = 0;      ///< bytes
+    std::int64_t  mModified    = 0;      ///< seconds since the beginning of 1970, universal time
 };
 
 /// Asks for a file's attributes. False when they cannot be had; `LastError()` then says why.
@@ -102,6 +103,24 @@ int ReadDescriptorAt(int descriptor, std::int64_t offset, void* out, unsigned by
 /// On: `ReadDescriptor` folds CR LF to LF, and ends at what ends a text, where the C library does so.
 void SetTextMode(int descriptor, bool on) noexcept;
 void CloseDescriptor(int descriptor) noexcept;
+
+/// One thing in a folder.
+struct CFolderEntry {
+    enum EKind {
+        kFile,        ///< whatever is no folder, also a link to a file or to nothing
+        kFolder,      ///< a folder that lives here
+        kFolderLink,  ///< a folder that lives elsewhere: who follows it may walk in circles
+    };
+    std::string mName;  ///< UTF-8 (elsewhere than on Windows any bytes), without the folder's path
+    EKind       mKind = kFile;
+};
+/// What a folder holds, in no particular order.
+/// @param path  UTF-8 (elsewhere than on Windows any bytes)
+/// @return false when it could not be read to its end; `LastError()` then says why, and `entries` has what
+///         came before that.
+bool ListFolder(const char* path, std::vector<CFolderEntry>* entries);
+/// The path of something in a folder, with the system's separator where one is needed.
+std::string JoinPath(const std::string& folder, const std::string& name);
 
 /// Opens a file for binary reading through a buffer of the C++ library, shared as above; what that
 /// library opens by itself nobody can rename or delete on Windows. False when it does not open.
@@ -135,6 +154,8 @@ unsigned    ProcessId() noexcept;
 std::vector<std::string> CommandLine(int argc, char** argv);
 /// Standard input and output carry bytes from here on: no line-end translation.
 void UseBinaryStandardStreams() noexcept;
+/// Whether somebody watches standard error: it is a terminal, or a console.
+bool StandardErrorIsTerminal() noexcept;
 
 enum class EBoxButtons { kAbortRetryIgnore, kYesNo };
 enum class EBoxIcon { kStop, kQuestion, kExclamation };

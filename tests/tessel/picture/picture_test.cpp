@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -615,6 +616,42 @@ TEST(IsPlainPng, TakesWholeOpaquePicturesOnly) {
     }
 }
 
+TEST(IsPlainJpeg, TakesWholePicturesWithoutNotes) {
+    const Bytes jpeg = FromHex(kJpeg);
+    const auto  with = [&](std::uint8_t marker, const Bytes& content) {
+        Bytes extra = {0xFF, marker, 0, static_cast<std::uint8_t>(content.size() + 2)};
+        extra.insert(extra.end(), content.begin(), content.end());
+        Bytes bytes = jpeg;
+        bytes.insert(bytes.begin() + 2, extra.begin(), extra.end());
+        return bytes;
+    };
+    Bytes trailing = jpeg, huge = jpeg, large = jpeg;
+    trailing.push_back(0);
+    huge[4] = 0xFF;
+    large.insert(large.end() - 2, (1u << 20) + 1 - jpeg.size(), 0);
+    const struct {
+        const char* mName;
+        Bytes       mBytes;
+        bool        mPlain;
+    } kCases[] = {
+        {"a picture", jpeg, true},
+        {"a restart interval", with(0xDD, {0, 0}), true},
+        {"a camera's notes", with(0xE1, {'E', 'x', 'i', 'f', 0, 0}), false},
+        {"a profile", with(0xE2, {1, 2}), false},
+        {"a comment", with(0xFE, {'a'}), false},
+        {"a drawing program's colours", with(0xEE, {'A', 'd', 'o', 'b', 'e'}), false},
+        {"something behind it", trailing, false},
+        {"a segment beyond the end", huge, false},
+        {"more than 1 MiB", large, false},
+        {"png", kRgbaPng, false},
+        {"marks alone", {0xFF, 0xD8, 0xFF, 0xD9}, false},
+    };
+    for (const auto& [name, bytes, plain] : kCases)
+        EXPECT_EQ(platform::IsPlainJpeg(bytes.data(), bytes.size()), plain) << name;
+    for (std::size_t i = 0; i < jpeg.size(); ++i)
+        EXPECT_FALSE(platform::IsPlainJpeg(jpeg.data(), i)) << "cut at " << i;
+}
+
 /// What the tool writes of a bitmap.
 bool WritePng(const CBitmap& bitmap, std::uint32_t maxSide, const std::filesystem::path& path,
               unsigned* error) {
@@ -659,6 +696,32 @@ TEST_F(Pictures, EncodedPicturesOfAnyShapeDecode) {
         const CPixels decoded = CBitmap(png).Pixels();
         EXPECT_EQ(decoded.mWidth, width);
         EXPECT_TRUE(decoded.mRgb == picture.mRgb);
+    }
+}
+
+TEST_F(Pictures, SmallFilesOfPicturesShowThem) {
+    CPixels flat{200, 150, Bytes(std::size_t{3} * 200 * 150, 77)}, smooth = flat, odd{3, 5, Bytes(45, 200)};
+    for (std::size_t i = 0; i < smooth.mRgb.size(); ++i) {
+        const std::size_t x = i / 3 % 200, y = i / 600;
+        smooth.mRgb[i] =
+            static_cast<std::uint8_t>(90 + 60 * std::sin(0.05 * static_cast<double>(x + (1 + i % 3) * y)) +
+                                      static_cast<double>((x * 31 + y * 17) % 7));
+    }
+    const struct {
+        CPixels     mPicture;
+        std::size_t mMostBytes;
+        bool        mIsExact;
+    } kCases[] = {{flat, 1000, true}, {smooth, 20000, false}, {odd, 200, true}};
+    for (const auto& [picture, most, exact] : kCases) {
+        SCOPED_TRACE(picture.mWidth);
+        const Bytes small = platform::EncodeSmall(picture);
+        EXPECT_LE(small.size(), most);
+        EXPECT_EQ(platform::IsPlainPng(small.data(), small.size()), exact);
+        EXPECT_EQ(platform::IsPlainJpeg(small.data(), small.size()), !exact);
+        const CPixels decoded = CBitmap(small).Pixels();
+        ASSERT_EQ(decoded.mWidth, picture.mWidth);
+        ASSERT_EQ(decoded.mHeight, picture.mHeight);
+        ExpectNear(decoded, picture.mRgb, exact ? 0 : 24);
     }
 }
 

@@ -1,9 +1,11 @@
 #include "tessel/platform/platform.h"
 #include "tessel/platform/test_support.h"
+#include "tessel/platform/whole_file.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <map>
 #include <string>
 
 #ifndef _WIN32
@@ -182,6 +184,81 @@ TEST(Files, TellTheirAttributes) {
     platform::CFileInfo info;
     EXPECT_FALSE(platform::GetFileInfo((folder / "missing").string().c_str(), &info));
     EXPECT_EQ(platform::LastError(), 2u);  // ENOENT and ERROR_FILE_NOT_FOUND are the same number
+}
+
+TEST(Folders, TellWhatTheyHold) {
+    const CTempFolder folder;
+    const auto        utf8 = [](const fs::path& path) {
+        const std::u8string text = path.u8string();
+        return std::string(text.begin(), text.end());
+    };
+    const auto list = [&](const fs::path& path) {
+        std::vector<platform::CFolderEntry> entries;
+        EXPECT_TRUE(platform::ListFolder(utf8(path).c_str(), &entries)) << path;
+        std::map<std::string, int> kinds;
+        for (const auto& [name, kind] : entries)
+            kinds[name] = kind;
+        return kinds;
+    };
+    using CEntry                      = platform::CFolderEntry;
+    const std::u8string        name   = u8"gr\u00FC\u00DFe \u65E5\u672C";
+    const fs::path             nested = folder / name;
+    std::map<std::string, int> expected{
+        {"file", CEntry::kFile}, {".hidden", CEntry::kFile}, {{name.begin(), name.end()}, CEntry::kFolder}};
+    fs::create_directory(nested);
+    folder.Write("file", "");
+    folder.Write(".hidden", "");
+    if (!kWindows) {
+        fs::create_symlink(".", folder / "circle");
+        fs::create_symlink("file", folder / "other");
+        fs::create_symlink("missing", folder / "nothing");
+        expected.insert(
+            {{"circle", CEntry::kFolderLink}, {"other", CEntry::kFile}, {"nothing", CEntry::kFile}});
+    }
+    EXPECT_EQ(list(folder / ""), expected);
+    EXPECT_TRUE(list(nested).empty());
+    // The path of each entry opens it.
+    EXPECT_TRUE(fs::exists(platform::JoinPath((folder / "").string(), "file")));
+    EXPECT_TRUE(fs::exists(platform::JoinPath((folder / ".").string(), "file")));
+
+    for (const char* path : {"missing", "file"}) {
+        std::vector<CEntry> entries;
+        platform::SetLastError(0);
+        EXPECT_FALSE(platform::ListFolder(utf8(folder / path).c_str(), &entries)) << path;
+        EXPECT_NE(platform::LastError(), 0u);
+        EXPECT_TRUE(entries.empty());
+    }
+}
+
+TEST(WholeFile, StandsInItsPlaceOnceItIsWhole) {
+    const CTempFolder folder;
+    const fs::path    path    = folder.Write("file", "old");
+    const auto        content = [&] { return test_support::ReadText(path); };
+    const auto        count   = [&] {
+        return std::distance(fs::directory_iterator(folder / ""), fs::directory_iterator());
+    };
+    unsigned error = 0;
+    {
+        platform::CWholeFile givenUp;
+        ASSERT_TRUE(givenUp.Open(path.string().c_str(), &error));
+        EXPECT_TRUE(givenUp.Write("new", &error));
+        EXPECT_EQ(content(), "old");
+    }
+    EXPECT_EQ(content(), "old");
+    EXPECT_EQ(count(), 1);
+    {
+        platform::CWholeFile whole;
+        ASSERT_TRUE(whole.Open(path.string().c_str(), &error));
+        EXPECT_TRUE(whole.Write("ne", &error) && whole.Write("w", &error) && whole.Finish(&error));
+        EXPECT_EQ(content(), "new");
+    }
+    EXPECT_EQ(content(), "new");
+    EXPECT_EQ(count(), 1);
+    for (const fs::path& bad : {folder / "missing" / "file", folder / ""}) {
+        error = 0;
+        EXPECT_FALSE(platform::CWholeFile().Open(bad.string().c_str(), &error)) << bad;
+        EXPECT_NE(error, 0u);
+    }
 }
 
 TEST(Files, AreAppendedToByManyAtOnce) {

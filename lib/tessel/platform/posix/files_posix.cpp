@@ -2,6 +2,7 @@
 
 #include "tessel/platform/platform.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -63,6 +65,22 @@ bool HasHiddenName(std::string_view path) noexcept {
     return name.starts_with('.') && name != "." && name != "..";
 }
 
+/// Not every file system says with the name what it is the name of.
+CFolderEntry::EKind KindOf(int folder, const dirent& entry) noexcept {
+    unsigned char kind = entry.d_type;
+    struct stat   status;
+    if (kind == DT_UNKNOWN && fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0)
+        kind = S_ISDIR(status.st_mode) ? DT_DIR : S_ISLNK(status.st_mode) ? DT_LNK : DT_REG;
+    if (kind == DT_DIR) return CFolderEntry::kFolder;
+    const bool leadsToFolder =
+        kind == DT_LNK && fstatat(folder, entry.d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+    return leadsToFolder ? CFolderEntry::kFolderLink : CFolderEntry::kFile;
+}
+
+struct CCloseFolder {
+    void operator()(DIR* folder) const noexcept { closedir(folder); }
+};
+
 }  // namespace
 
 bool GetFileInfo(const char* path, CFileInfo* info) noexcept {
@@ -73,6 +91,7 @@ bool GetFileInfo(const char* path, CFileInfo* info) noexcept {
     info->mIsHidden    = HasHiddenName(path);
     info->mIsReadOnly  = (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
     info->mSize        = static_cast<std::uint64_t>(status.st_size);
+    info->mModified    = status.st_mtime;
     return true;
 }
 
@@ -107,6 +126,23 @@ int ReadDescriptorAt(int descriptor, std::int64_t offset, void* out, unsigned by
 }
 
 void SetTextMode(int, bool) noexcept {}
+
+bool ListFolder(const char* path, std::vector<CFolderEntry>* entries) {
+    const std::unique_ptr<DIR, CCloseFolder> folder(opendir(path));
+    if (folder == nullptr) return false;
+    for (;;) {
+        errno               = 0;
+        const dirent* entry = readdir(folder.get());
+        if (entry == nullptr) return errno == 0;
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            entries->push_back({std::string(name), KindOf(dirfd(folder.get()), *entry)});
+    }
+}
+
+std::string JoinPath(const std::string& folder, const std::string& name) {
+    return folder.ends_with('/') ? folder + name : folder + '/' + name;
+}
 
 void CloseDescriptor(int descriptor) noexcept {
     close(descriptor);

@@ -79,6 +79,10 @@ std::vector<std::string> CommandLine(int argc, char** argv) {
 
 void UseBinaryStandardStreams() noexcept {}
 
+bool StandardErrorIsTerminal() noexcept {
+    return isatty(STDERR_FILENO) == 1;
+}
+
 std::tm LocalTime() noexcept {
     const std::time_t now   = std::time(nullptr);
     std::tm           local = {};

@@ -8,6 +8,9 @@
 #include <io.h>
 
 #include <cerrno>
+#include <memory>
+#include <string>
+#include <string_view>
 
 namespace platform {
 namespace {
@@ -76,6 +79,39 @@ std::FILE* OpenStream(int descriptor, const char* mode) noexcept {
     return file;
 }
 
+std::int64_t SecondsSince1970(FILETIME time) noexcept {
+    constexpr std::int64_t kTicks = 10'000'000, k1970 = 11'644'473'600;  // a second's, and 1601's distance
+    return (std::int64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime) / kTicks - k1970;
+}
+
+/// A file or folder that leads to another place: a symbolic link, or a folder's junction. (Files that are
+/// kept elsewhere until they are wanted lead nowhere.)
+bool IsLink(const WIN32_FIND_DATAW& data) noexcept {
+    return (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+           (data.dwReserved0 == IO_REPARSE_TAG_SYMLINK || data.dwReserved0 == IO_REPARSE_TAG_MOUNT_POINT);
+}
+
+CFolderEntry::EKind KindOf(const WIN32_FIND_DATAW& data) noexcept {
+    if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) return CFolderEntry::kFile;
+    return IsLink(data) ? CFolderEntry::kFolderLink : CFolderEntry::kFolder;
+}
+
+std::wstring Wide(const std::string& utf8) {
+    const auto   bytes = static_cast<int>(utf8.size());
+    std::wstring wide(utf8.size(), L'\0');  // never more units than bytes
+    wide.resize(
+        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), bytes)));
+    return wide;
+}
+
+std::string Utf8(std::wstring_view wide) {
+    const auto  units = static_cast<int>(wide.size());
+    std::string utf8(3 * wide.size(), '\0');  // a unit alone makes up to three bytes
+    utf8.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, utf8.data(), 3 * units, nullptr, nullptr)));
+    return utf8;
+}
+
 }  // namespace
 
 bool GetFileInfo(const char* path, CFileInfo* info) noexcept {
@@ -87,6 +123,7 @@ bool GetFileInfo(const char* path, CFileInfo* info) noexcept {
     info->mIsReadOnly  = has(FILE_ATTRIBUTE_READONLY);
     info->mIsRegular   = !has(FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE);
     info->mSize        = std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
+    info->mModified    = SecondsSince1970(data.ftLastWriteTime);
     return true;
 }
 
@@ -131,6 +168,24 @@ void SetTextMode(int descriptor, bool on) noexcept {
 
 void CloseDescriptor(int descriptor) noexcept {
     _close(descriptor);
+}
+
+bool ListFolder(const char* path, std::vector<CFolderEntry>* entries) {
+    WIN32_FIND_DATAW data;
+    const HANDLE     search = FindFirstFileExW(Wide(JoinPath(path, "*")).c_str(), FindExInfoBasic, &data,
+                                               FindExSearchNameMatch, nullptr, 0);
+    if (search == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_NOT_FOUND;  // an empty volume
+    const std::unique_ptr<void, decltype(&FindClose)> closer(search, &FindClose);
+    do {
+        const std::wstring_view name = data.cFileName;
+        if (name != L"." && name != L"..") entries->push_back({Utf8(name), KindOf(data)});
+    } while (FindNextFileW(search, &data));
+    return GetLastError() == ERROR_NO_MORE_FILES;
+}
+
+std::string JoinPath(const std::string& folder, const std::string& name) {
+    const bool complete = folder.ends_with('/') || folder.ends_with('\\') || folder.ends_with(':');
+    return complete ? folder + name : folder + '\\' + name;
 }
 
 }  // namespace platform

@@ -1,14 +1,9 @@
 #include "tessel/platform/picture.h"
+#include "tessel/platform/win32/gdi_plus.h"
 
 #include <cstring>
 #include <memory>
 #include <new>
-
-#include <windows.h>
-
-#include <objidl.h>  // has PROPID, which gdiplus.h uses without asking for it
-
-#include <gdiplus.h>
 
 namespace platform {
 namespace {
@@ -16,26 +11,6 @@ namespace {
 namespace gdip = Gdiplus::DllExports;
 
 constexpr Gdiplus::ARGB kOpaqueBlack = 0xFF000000;
-
-/// GDI+ for the time of one conversion: nothing of it stays alive in the process that hosts us.
-class CGdiPlus {
-  public:
-    CGdiPlus() noexcept {
-        Gdiplus::GdiplusStartupInput input;  // version 1, no debug callback, background thread kept
-        mStarted = Gdiplus::GdiplusStartup(&mToken, &input, nullptr) == Gdiplus::Ok;
-    }
-    ~CGdiPlus() {
-        if (mStarted) Gdiplus::GdiplusShutdown(mToken);
-    }
-    CGdiPlus(const CGdiPlus&)            = delete;
-    CGdiPlus& operator=(const CGdiPlus&) = delete;
-
-    bool Started() const noexcept { return mStarted; }
-
-  private:
-    ULONG_PTR mToken   = 0;
-    bool      mStarted = false;
-};
 
 /// A memory stream that answers "nothing more" behind its end. A decoder gets there by skipping what a
 /// damaged header tells it to skip, and not every system's memory stream stays inside its memory then

@@ -107,6 +107,11 @@ void UseBinaryStandardStreams() noexcept {
     _setmode(_fileno(stdout), _O_BINARY);
 }
 
+bool StandardErrorIsTerminal() noexcept {
+    DWORD mode = 0;  // which a console alone has
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
+
 std::tm LocalTime() noexcept {
     SYSTEMTIME now;
     ::GetLocalTime(&now);
