@@ -1,18 +1,43 @@
 #!/bin/sh
 # Builds and runs every test: natively, under the address and undefined behaviour sanitizers, those of
-# threads under the thread sanitizer, and under Wine for both kinds of Windows; fuzzes for some seconds, and
-# runs the static checks. Ends with a line "N passed, M failed".
-# usage: ./test.sh [native|asan|tsan|windows-x64|windows-x86|fuzz|checks ...]   (all of them without arguments)
+# threads under the thread sanitizer, and under Wine for both kinds of Windows; installs the packages in systems of
+# their own, fuzzes for some seconds, and runs the static checks. Ends with a line "N passed, M failed".
+# usage: ./test.sh [native|asan|tsan|windows-x64|windows-x86|packages|fuzz|checks ...]   (all of them without arguments)
 set -u
 root=$(cd "$(dirname "$0")" && pwd)
 . "$root/scripts/common.sh"
 
-builds=${*:-native asan tsan windows-x64 windows-x86 fuzz checks}
+builds=${*:-native asan tsan windows-x64 windows-x86 packages fuzz checks}
 results=$root/build/results
 rm -rf "$results"
 
 # shellcheck disable=SC2086  # lists of words
-install_packages $tools_native $tools_windows $tools_tests $tools_checks
+install_packages $tools_native $tools_windows $tools_tests $tools_packages_linux $tools_packages_windows $tools_checks
+
+# run_tests NAME FOLDER [ARGUMENT...]: runs tests of a build folder, told as NAME; the arguments are ctest's.
+run_tests() {
+    name=$1
+    folder=$2
+    shift 2
+    say "Testing $name"
+    mkdir -p "$results/$name"
+    case $folder in
+    windows-*) drive=Z: ;; # where Wine has the root folder
+    *) drive= ;;
+    esac
+    (cd "$root" && GTEST_OUTPUT="xml:$drive$results/$name/" \
+        ctest --test-dir "build/$folder" "$@" --output-junit "$results/$name/ctest.xml" \
+        --output-on-failure --timeout 600 </dev/null)
+}
+
+# prefixes MACHINE...: makes the Wine prefixes of machines that run 32-bit programs.
+prefixes() {
+    say "Preparing Wine for 32-bit programs"
+    as_root "$root/scripts/make_wine32.sh" || die "cannot make the system for it"
+    for machine in "$@"; do
+        as_root "$root/scripts/make_wine_prefix.sh" "$machine" || die "cannot make a Wine prefix"
+    done
+}
 
 # static_checks: each is a test, which finds nothing or fails; told as ctest tells its own.
 static_checks() {
@@ -28,38 +53,45 @@ static_checks() {
 }
 
 for preset in $builds; do
-    tests=.
     case $preset in
     checks) # they look at what these would compile
         build fuzz fuzz_targets
         build windows-x64
         static_checks
-        continue
         ;;
     tsan)
-        tests='^threads_test$'
         build tsan threads_test
+        run_tests tsan tsan -R '^threads_test$'
         ;;
-    fuzz) build fuzz fuzz_targets ;;
-    *) build "$preset" ;;
-    esac
-    case $preset in
-    windows-x64) "$root/scripts/make_wine_prefix.sh" x86_64 || die "cannot make a Wine prefix" ;;
+    fuzz)
+        build fuzz fuzz_targets
+        run_tests fuzz fuzz
+        ;;
+    packages) # what is installed, under a label of its own
+        build native
+        build windows-x86
+        build windows-x64
+        "$root/scripts/make_packages.sh" || die "cannot make the packages"
+        prefixes wow64 i686
+        for folder in native windows-x64 windows-x86; do
+            run_tests "packages-$folder" "$folder" -L '^packages$'
+        done
+        ;;
+    windows-x64)
+        build windows-x64
+        "$root/scripts/make_wine_prefix.sh" x86_64 || die "cannot make a Wine prefix"
+        run_tests windows-x64 windows-x64 -LE '^packages$'
+        ;;
     windows-x86)
-        say "Preparing 32-bit Wine"
-        as_root "$root/scripts/make_wine32.sh" || die "cannot make the 32-bit system"
-        as_root "$root/scripts/make_wine_prefix.sh" i686 || die "cannot make a Wine prefix"
+        build windows-x86
+        prefixes i686
+        run_tests windows-x86 windows-x86 -LE '^packages$'
+        ;;
+    *)
+        build "$preset"
+        run_tests "$preset" "$preset" -LE '^packages$'
         ;;
     esac
-    say "Testing $preset"
-    mkdir -p "$results/$preset"
-    case $preset in
-    windows-*) drive=Z: ;; # where Wine has the root folder
-    *) drive= ;;
-    esac
-    (cd "$root" && GTEST_OUTPUT="xml:$drive$results/$preset/" \
-        ctest --test-dir "build/$preset" -R "$tests" --output-junit "$results/$preset/ctest.xml" \
-        --output-on-failure --timeout 600 </dev/null)
 done
 
 say "Results"

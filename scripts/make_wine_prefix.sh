@@ -1,9 +1,9 @@
 #!/bin/sh
 # Makes the Wine prefix of a machine anew.
-# usage: make_wine_prefix.sh x86_64|i686
+# usage: make_wine_prefix.sh x86_64|i686|wow64
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
-machine=${1:?usage: make_wine_prefix.sh x86_64|i686}
+machine=${1:?usage: make_wine_prefix.sh x86_64|i686|wow64}
 prefix="$root/build/wine/$machine"
 log="$root/build/wine-$machine.log"
 mkdir -p "$root/build"

@@ -49,7 +49,7 @@ def main():
     for build in builds:
         counts, lines = tally_build(build)
         complaints += lines
-        print(f"{build.name:14} {counts[0]:6} passed {counts[1]:4} failed {counts[2]:4} skipped")
+        print(f"{build.name:22} {counts[0]:6} passed {counts[1]:4} failed {counts[2]:4} skipped")
         totals = [total + count for total, count in zip(totals, counts)]
     for line in complaints:
         print(line)

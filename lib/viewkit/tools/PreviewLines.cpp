@@ -89,11 +89,13 @@ bool CPreviewLines::TakeLineEnd() noexcept {
 
 bool CPreviewLines::TakeQuoted(std::string_view& text) noexcept {
     if (!Take('\'')) return false;
-    std::size_t end = 0;
-    while (end != mRest.size() && IsPrintable(mRest[end]) && mRest[end] != '\'' && mRest[end] != '\\')
+    // Most texts are over after a few characters.
+    constexpr std::size_t kFew = 32;
+    const std::size_t     few  = std::min(kFew, mRest.size());
+    std::size_t           end  = 0;
+    while (end != few && IsPrintable(mRest[end]) && mRest[end] != '\'' && mRest[end] != '\\')
         ++end;
-    // Most texts are short, and over by now.
-    const bool over = end != mRest.size() && mRest[end] == '\'';
+    const bool over = end != few && mRest[end] == '\'';
     if (!over) end = mRest.find('\'');
     if (end == mRest.npos) return false;
     text = mRest.substr(0, end);
