@@ -44,7 +44,7 @@ bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
     CToken name;
     for (bool read = true; read;) {
         do {
-            if (!mCursor.Lex(name)) return false;
+            if (!mCursor.LexName(name)) return false;
         } while (name.Type() == ETokenType::Eol);
         if (!name.CanBeName()) return false;
         mItems = 1;

@@ -23,6 +23,28 @@ bool CInPlaceCursor::LexWord(CToken& token) {
     return true;
 }
 
+bool CInPlaceCursor::LexName(CToken& token) {
+    if (Skip() != kInWord) return Lex(token);
+    mToken              = mNext;
+    CRecentTexts& texts = *mRules->mTexts;
+    if (TakeWord(texts.ExpectedName()) && texts.SetExpectedName(token)) return true;
+    mNext = mToken;
+    if (!LexWord(token)) return false;
+    texts.NoteName();
+    return true;
+}
+
+/// Passes over a word that was one before, if it is the one that is here.
+bool CInPlaceCursor::TakeWord(std::wstring_view word) noexcept {
+    const CUnits end = mNext + word.size();
+    if (word.empty() || static_cast<std::size_t>(mEnd - mNext) <= word.size() || !mRules->mWords)
+        return false;
+    if (!CToken::EqualUnits(mNext, word.data(), word.size()) || !Table().Leads(kInWord, *end, kEndWord))
+        return false;
+    mNext = end;
+    return true;
+}
+
 bool CInPlaceCursor::LexQuoted(CToken& token, const CQuotedStates& states) {
     const CUnits text = mNext + 1;
     const CUnits end  = EndOfRun(states.mInside, text);

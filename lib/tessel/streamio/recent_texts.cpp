@@ -6,14 +6,16 @@ void CRecentTexts::Share(bool on) {
     constexpr std::size_t kFirst = 64;
     mTexts.clear();
     mMisses = 0;
+    mSet = mName = kNone;
     if (on) mTexts.resize(kFirst);
 }
 
-void CRecentTexts::SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t key) {
+void CRecentTexts::SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t hash) {
     token.SetText(type, text);
-    CRecent* const recent = &mTexts[Place(key)];
-    recent[1]             = std::move(recent[0]);
-    recent[0]             = {key, token};
+    const std::size_t first = Place(hash);
+    mTexts[first + 1]       = std::move(mTexts[first]);
+    mTexts[first]           = {token, Key(hash), kNone, type == ETokenType::Keyword};
+    mSet                    = static_cast<std::uint16_t>(first);
     if (++mMisses < 2 * mTexts.size()) return;
     // More room when many different texts come, up to what stays close at hand.
     constexpr std::size_t kMost = 1024;

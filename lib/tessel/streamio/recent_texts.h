@@ -18,48 +18,86 @@ class CRecentTexts {
     /// On: starts to share. Off: forgets what was shared.
     void Share(bool on);
 
-    /// Gives the token this text, shared where that is possible.
+    /// Gives the token this text, shared where that is possible. A `Keyword` is a whole word of the text.
     void Set(CToken& token, ETokenType type, std::wstring_view text) {
         constexpr std::size_t kLongest = 32;  // longer ones hardly come again
+        mSet                           = kNone;
         if (mTexts.empty() || text.size() <= CToken::kInlineCapacity || text.size() > kLongest) {
             token.SetText(type, text);
             return;
         }
-        const std::uint64_t key    = Key(text);
-        CRecent* const      recent = &mTexts[Place(key)];
-        for (const CRecent* place = recent; place != recent + kPlaces; ++place)
-            if (place->mKey == key && place->mText.HasSharedText(text) && token.ShareText(type, place->mText))
-                return;
-        SetNew(token, type, text, key);
+        const std::uint64_t hash  = Hash(text);
+        const std::size_t   first = Place(hash);
+        for (std::size_t at = first; at != first + kPlaces; ++at) {
+            CRecent& recent = mTexts[at];
+            if (recent.mKey != Key(hash) || !recent.mText.HasSharedText(text)) continue;
+            if (!token.ShareText(type, recent.mText)) continue;
+            recent.mIsWord = recent.mIsWord || type == ETokenType::Keyword;
+            mSet           = static_cast<std::uint16_t>(at);
+            return;
+        }
+        SetNew(token, type, text, hash);
+    }
+
+    /// The names of lines come in the same order again and again. This is the one that came behind the name
+    /// before, last time; empty when none did.
+    std::wstring_view ExpectedName() const noexcept {
+        const CRecent* const expected = Expected();
+        return expected != nullptr ? expected->mText.View() : std::wstring_view();
+    }
+    /// Makes it the name's text. False when it cannot be shared.
+    bool SetExpectedName(CToken& name) noexcept {
+        const CRecent* const expected = Expected();
+        if (!name.ShareText(ETokenType::Keyword, expected->mText)) return false;
+        mName = static_cast<std::uint16_t>(expected - mTexts.data());
+        return true;
+    }
+    /// The text set last was that of a name.
+    void NoteName() noexcept {
+        if (mName < mTexts.size()) mTexts[mName].mFollower = mSet;
+        mName = mSet;
     }
 
   private:
+    static constexpr std::uint16_t kNone = 0xFFFF;
+
     struct CRecent {
-        std::uint64_t mKey = 0;
         CToken        mText;
+        std::uint32_t mKey      = 0;
+        std::uint16_t mFollower = kNone;  ///< the name behind it, if it is one
+        bool          mIsWord   = false;  ///< it was a keyword
     };
     /// For each hash: the later and the earlier of the texts that came with it.
     static constexpr std::size_t kPlaces = 2;
 
-    /// The length and six units; names that differ at all nearly always do in these.
-    static std::uint64_t Key(std::wstring_view text) noexcept {
+    const CRecent* Expected() const noexcept {
+        if (mName >= mTexts.size()) return nullptr;
+        const std::size_t follower = mTexts[mName].mFollower;
+        return follower < mTexts.size() && mTexts[follower].mIsWord ? &mTexts[follower] : nullptr;
+    }
+    /// Of the length and six units; names that differ at all nearly always do in these.
+    static std::uint64_t Hash(std::wstring_view text) noexcept {
         const auto pair = [&](std::size_t at) {
             std::uint64_t units = 0;
             std::memcpy(&units, text.data() + at, 2 * sizeof(wchar_t));
             return units;
         };
-        constexpr int kRotated = 23;
-        return (pair(0) + text.size()) ^ std::rotl(pair(text.size() - 2), kRotated) ^
-               std::rotl(pair(text.size() / 2 - 1), 2 * kRotated);
+        constexpr int           kRotated = 23;
+        constexpr std::uint64_t kGolden  = 0x9E3779B97F4A7C15;  // spreads what differs over the upper bits
+        return ((pair(0) + text.size()) ^ std::rotl(pair(text.size() - 2), kRotated) ^
+                std::rotl(pair(text.size() / 2 - 1), 2 * kRotated)) *
+               kGolden;
     }
-    std::size_t Place(std::uint64_t key) const noexcept {
-        constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15;  // spreads what differs over the upper bits
-        return static_cast<std::size_t>((key * kGolden) >> 48) & (mTexts.size() - kPlaces);
+    std::size_t Place(std::uint64_t hash) const noexcept {
+        return static_cast<std::size_t>(hash >> 48) & (mTexts.size() - kPlaces);
     }
-    void SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t key);
+    static std::uint32_t Key(std::uint64_t hash) noexcept { return static_cast<std::uint32_t>(hash >> 24); }
+    void                 SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t hash);
 
     std::vector<CRecent> mTexts;  ///< by their hash, as many as a power of two; or empty
     std::size_t          mMisses = 0;
+    std::uint16_t        mSet    = kNone;  ///< what was set last
+    std::uint16_t        mName   = kNone;  ///< the last name
 };
 
 }  // namespace io

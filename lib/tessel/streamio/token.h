@@ -124,6 +124,16 @@ class CToken {
         return mText != nullptr && mValue.mLength == text.size() &&
                EqualUnits(mText, text.data(), text.size());
     }
+    /// By pairs of units, the last of which may overlap the one before: names are few units.
+    static bool EqualUnits(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
+        if (count < 2) return count == 0 || *a == *b;
+        const auto differ = [&](std::size_t at) {
+            return std::memcmp(a + at, b + at, 2 * sizeof(wchar_t)) != 0;
+        };
+        for (std::size_t at = 0; at + 2 < count; at += 2)
+            if (differ(at)) return false;
+        return !differ(count - 2);
+    }
     /// Becomes a numeric token. @pre `IsNumericType(type)`.
     void SetNumber(ETokenType type, double number) noexcept {
         Clear();
@@ -200,16 +210,6 @@ class CToken {
     // the characters, a zero. At 255 sharers the next copy gets a block of its own.
     using CSharers                        = std::uint8_t;
     static constexpr CSharers kMaxSharers = 255;
-    /// By pairs of units, the last of which may overlap the one before: names are few units.
-    static bool EqualUnits(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
-        if (count < 2) return count == 0 || *a == *b;
-        const auto differ = [&](std::size_t at) {
-            return std::memcmp(a + at, b + at, 2 * sizeof(wchar_t)) != 0;
-        };
-        for (std::size_t at = 0; at + 2 < count; at += 2)
-            if (differ(at)) return false;
-        return !differ(count - 2);
-    }
     static CSharers& Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
 
     void CopyText(const CToken& other);

@@ -206,6 +206,35 @@ TEST(InPlace, ReadsTheTreeThatTheItemReadersRead) {
     }
 }
 
+TEST(InPlace, KnowsNamesThatComeAgainFromThoseThatOnlyBeginLikeThem) {
+    constexpr const char* kNames[] = {"Width",         "Widths",    "Wid",     "width",  "true",
+                                      "TRUE",          "'true'",    "'a b'",   "a b",    "a",
+                                      "f_1",           "long_name", "'Width'", "$x",     "$end",
+                                      "Width\xC3\xA4", "Width'",    "7",       "Width.", "$begin_cdata$"};
+    constexpr const char* kRests[] = {"=1\n",
+                                      "='Width'\n",
+                                      " = long_name\n",
+                                      "[2: 'true', 'a b']\n",
+                                      "(Width=1, 'a b')\n",
+                                      "=true\n",
+                                      "=$begin_cdata$ x\n$end_cdata$\n"};
+    std::mt19937          random(11);
+    for (int i = 0; i < 1500; ++i) {
+        // The same few lines again and again, with another among them now and then.
+        std::vector<std::string> lines(1 + random() % 4);
+        for (std::string& line : lines)
+            line = std::string(kNames[random() % std::size(kNames)]) + kRests[random() % std::size(kRests)];
+        std::string text;
+        for (std::size_t at = 0; at < 12; ++at)
+            text += random() % 6 == 0 ? std::string(kNames[random() % std::size(kNames)]) + "=2\n"
+                                      : lines[at % lines.size()];
+        text.resize(text.size() - random() % 4);
+        const std::string expected = Tree(text, 1, 0, static_cast<std::size_t>(-1));
+        for (const std::size_t chunk : {7u, 33u, 4000u})
+            ASSERT_EQ(Tree(text, chunk, 0, static_cast<std::size_t>(-1)), expected) << Escaped(Widen(text));
+    }
+}
+
 TEST(InPlace, TreesReadOneAfterTheOtherShareNothing) {
     const auto stream = ByteStream("$begin 'A'\nlong_name=1\n$end 'A'\n$begin 'A'\nlong_name=1\n$end 'A'\n");
     io::CBlockPtr first(new io::CBlock), second(new io::CBlock);
