@@ -60,8 +60,8 @@ for preset in $builds; do
         static_checks
         ;;
     tsan)
-        build tsan threads_test
-        run_tests tsan tsan -R '^threads_test$'
+        build tsan threads_test in_order_test
+        run_tests tsan tsan -R '^(threads|in_order)_test$'
         ;;
     fuzz)
         build fuzz fuzz_targets

@@ -25,7 +25,7 @@ namespace {
 using nlohmann::ordered_json;
 using CBytes = std::vector<std::uint8_t>;
 
-struct COptions {
+struct CGalleryOptions {
     CProjectSelection mProjects;
     std::string       mOutput;
 };
@@ -110,7 +110,7 @@ struct XCannotWrite {
 
 class CGallery {
   public:
-    CGallery(const CLI::App& app, const COptions& options) : mApp(app), mOptions(options) {}
+    CGallery(const CLI::App& app, const CGalleryOptions& options) : mApp(app), mOptions(options) {}
 
     /// @throws XCannotWrite
     int Make() {
@@ -169,13 +169,13 @@ class CGallery {
         if (!mPage.Write(text, &error)) throw XCannotWrite{error};
     }
 
-    const CLI::App&      mApp;
-    const COptions&      mOptions;
-    platform::CWholeFile mPage;
-    int                  mStatus = tool::kAllWell;
+    const CLI::App&        mApp;
+    const CGalleryOptions& mOptions;
+    platform::CWholeFile   mPage;
+    int                    mStatus = tool::kAllWell;
 };
 
-int Gallery(const CLI::App& app, const COptions& options) {
+int Gallery(const CLI::App& app, const CGalleryOptions& options) {
     if (IsProject(options.mOutput)) {
         tool::Complain(app, options.mOutput, "is a project file and will not be replaced");
         return tool::kBadUse;
@@ -191,7 +191,7 @@ int Gallery(const CLI::App& app, const COptions& options) {
 }  // namespace
 
 CServe DeclareGallery(const CLI::App& app, CLI::App& command) {
-    const auto options = std::make_shared<COptions>();
+    const auto options = std::make_shared<CGalleryOptions>();
     command.add_option("-o,--output", options->mOutput, "The page to write")
         ->required()
         ->type_name("OUT.html");

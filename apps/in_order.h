@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <new>
@@ -100,7 +101,10 @@ class CInOrder {
         for (;;) {
             while (mEntries.empty() ? !mEnd : !mEntries.front().mIsDone)
                 mMonitor.Wait();
-            if (mEntries.empty()) return true;
+            if (mEntries.empty()) {
+                if (mFailure) std::rethrow_exception(mFailure);
+                return true;
+            }
             CEntry entry = TakeFront();
             --mTaken;
             mMonitor.NotifyAll();
@@ -117,10 +121,21 @@ class CInOrder {
             if (mEnd) return nullptr;
             if (mEntries.size() >= mMost)
                 mMonitor.Wait();
-            else if (!Fetch())
+            else if (!FetchBesideOthers())
                 mMonitor.NotifyAll();
         }
         return nullptr;
+    }
+
+    /// What `next` throws ends the items: the calling thread gets it, behind those that came before.
+    bool FetchBesideOthers() noexcept {
+        try {
+            return Fetch();
+        } catch (...) {
+            mFailure = std::current_exception();
+            mEnd     = true;
+            return false;
+        }
     }
 
     void WorkBesideOthers() {
@@ -143,6 +158,7 @@ class CInOrder {
     std::deque<CEntry> mEntries;    ///< in order; an entry stays where it is until it is delivered
     std::size_t        mTaken = 0;  ///< how many of them somebody works on, or has
     std::size_t        mMost  = 0;  ///< how many of them there may be
+    std::exception_ptr mFailure;    ///< what `next` threw on another thread
     bool               mEnd   = false;
     bool               mStop  = false;
 };

@@ -19,32 +19,15 @@ namespace {
 
 using namespace ProjectPreviewHelper;
 
-struct COptions {
+struct CInfoOptions {
     CProjectSelection mProjects;
     bool              mJson = false;
 };
 
-std::string Utf8(const AString& text) {
-    return text.ToNarrow(kUtf8Encoding);
-}
-
-/// Text of a file on one line of the table: well-formed, and with blanks for control characters, which
-/// would break the line or reach the terminal.
-std::string OneLine(const std::string& text) {
-    std::string line = tool::ValidUtf8(text);
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const bool first = static_cast<unsigned char>(line[i]) < ' ' || line[i] == '\x7F';
-        const bool second =
-            line[i] == '\xC2' && static_cast<unsigned char>(line[i + 1]) < 0xA0;  // U+0080..U+009F
-        if (first || second) line.replace(i, second ? 2 : 1, " ");
-    }
-    return line;
-}
-
 void PrintRow(const char* label, const std::string& value) {
     constexpr int kLabelWidth = 13;
     if (!value.empty())
-        std::cout << "  " << std::left << std::setw(kLabelWidth) << label << OneLine(value) << '\n';
+        std::cout << "  " << std::left << std::setw(kLabelWidth) << label << tool::OneLine(value) << '\n';
 }
 
 std::string SizeText(std::uint64_t bytes) {
@@ -73,7 +56,7 @@ void PrintTable(const DesignPreview& design) {
 }
 
 void PrintTable(const CProjectInfo& info) {
-    std::cout << OneLine(info.mPath) << '\n';
+    std::cout << tool::OneLine(info.mPath) << '\n';
     const auto& version = info.mVersion;
     PrintRow("Product", version ? version->mProduct + ' ' + std::to_string(version->mMajor) + '.' +
                                       std::to_string(version->mMinor)
@@ -115,7 +98,7 @@ class CPrinter {
     int             mStatus    = tool::kAllWell;
 };
 
-int Info(const CLI::App& app, const COptions& options) {
+int Info(const CLI::App& app, const CInfoOptions& options) {
     CPrinter      printer(app, options.mJson);
     CProjectFiles files(options.mProjects);
     const auto    read = [](const CFoundPath& found) {
@@ -138,7 +121,7 @@ int Info(const CLI::App& app, const COptions& options) {
 }  // namespace
 
 CServe DeclareInfo(const CLI::App& app, CLI::App& command) {
-    const auto options = std::make_shared<COptions>();
+    const auto options = std::make_shared<CInfoOptions>();
     command.add_flag("--json", options->mJson, "One JSON object a line for each file");
     AddSelection(command, options->mProjects);
     return [&app, options] { return Info(app, *options); };

@@ -19,5 +19,6 @@ CServe DeclareTip(const CLI::App& app, CLI::App& command);
 CServe DeclareInfo(const CLI::App& app, CLI::App& command);
 CServe DeclareThumbnail(const CLI::App& app, CLI::App& command);
 CServe DeclareGallery(const CLI::App& app, CLI::App& command);
+CServe DeclareDoctor(const CLI::App& app, CLI::App& command);
 
 }  // namespace preview

@@ -15,10 +15,6 @@ namespace {
 using namespace ProjectPreviewHelper;
 using nlohmann::ordered_json;
 
-std::string Utf8(const AString& text) {
-    return text.ToNarrow(kUtf8Encoding);
-}
-
 ordered_json ToJson(const DesignPreview& design) {
     ordered_json nominal = ordered_json::array(), paramorph = ordered_json::array();
     for (const AString& setup : design.NominalSetups)
@@ -44,6 +40,10 @@ bool BeginsLikeOurs(const char* path) {
 }
 
 }  // namespace
+
+std::string Utf8(const AString& text) {
+    return text.ToNarrow(kUtf8Encoding);
+}
 
 CProjectInfo ReadProjectInfo(const std::string& file) {
     const AString path = tool::PathFromArgument(file);

@@ -30,6 +30,9 @@ struct CProjectInfo {
     ProjectPreviewHelper::CThumbnailText             mThumbnail;
 };
 
+/// A text of a project, as it is printed.
+std::string Utf8(const AString& text);
+
 CProjectInfo ReadProjectInfo(const std::string& file);
 
 /// The form in which the picture is stored: "base64" or "hex".

@@ -4,6 +4,8 @@
 #include "apps/tool.h"
 #include "tessel/platform/platform.h"
 
+#include <iostream>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,7 +24,17 @@ constexpr CCommand kCommands[] = {
     {"info", "Prints all that is known of a project's designs.", preview::DeclareInfo},
     {"thumbnail", "Writes the stored picture as a PNG file.", preview::DeclareThumbnail},
     {"gallery", "Writes one page that shows all projects of a folder.", preview::DeclareGallery},
+    {"doctor", "Tells why a tip or a picture does not show.", preview::DeclareDoctor},
 };
+
+int Serve(const CLI::App& app, const preview::CServe& serve) {
+    try {
+        return serve();
+    } catch (const std::bad_alloc&) {
+        std::cerr << app.get_name() << ": not enough memory\n";
+        return tool::kBadInput;
+    }
+}
 
 int Run(const std::vector<std::string>& arguments) {
     CLI::App app("Shows what a project file contains, without starting the suite.", "tarvex-preview");
@@ -36,7 +48,7 @@ int Run(const std::vector<std::string>& arguments) {
     int status = tool::kAllWell;
     if (!tool::ReadCommandLine(app, arguments, &status)) return status;
     for (const auto& [command, serve] : commands)
-        if (command->parsed()) status = serve();
+        if (command->parsed()) status = Serve(app, serve);
     return tool::Finish(app, status);
 }
 

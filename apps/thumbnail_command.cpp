@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -17,7 +18,7 @@ namespace {
 
 using namespace ProjectPreviewHelper;
 
-struct COptions {
+struct CThumbnailOptions {
     std::vector<std::string> mFiles;
     std::string              mOutput;
     std::string              mSize;  ///< pixels; empty keeps the picture's own size
@@ -51,13 +52,18 @@ std::vector<std::uint8_t> ToPng(const CPicture& picture, std::uint32_t maxSide) 
     return platform::IsPlainPng(stored.data(), stored.size()) ? stored : platform::EncodeAsPng(pixels);
 }
 
+std::filesystem::path ToPath(const std::string& utf8) {
+    return {reinterpret_cast<const char8_t*>(utf8.c_str())};
+}
+
 /// A picture of another time must not stand for the one that cannot be made, nor the empty file that a
-/// caller made for it. Anything else stays, and so does what a link leads to.
-void RemoveOldPicture(const std::string& output) {
+/// caller made for it. Anything else stays: what a link leads to, and what was asked for a picture itself.
+void RemoveOldPicture(const std::string& output, const std::string& input) {
     constexpr std::string_view  kPngBegin = "\x89PNG\r\n\x1A\n";
-    const std::filesystem::path name(reinterpret_cast<const char8_t*>(output.c_str()));
+    const std::filesystem::path name      = ToPath(output);
     std::error_code             ignored;
     if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(name, ignored))) return;
+    if (std::filesystem::equivalent(name, ToPath(input), ignored)) return;
     std::ifstream file(name, std::ios::binary);
     if (!file.is_open()) return;
     std::string begin(kPngBegin.size(), '\0');
@@ -66,15 +72,11 @@ void RemoveOldPicture(const std::string& output) {
     if (begin.empty() || begin == kPngBegin) std::filesystem::remove(name, ignored);
 }
 
-int Thumbnail(const CLI::App& app, const COptions& options, const std::string& file) {
-    if (IsProject(options.mOutput)) {
-        tool::Complain(app, options.mOutput, "is a project file and will not be replaced");
-        return tool::kBadUse;
-    }
+int Make(const CLI::App& app, const CThumbnailOptions& options, const std::string& file) {
     std::string reason;
     CPicture    picture;
     if (!ReadPicture(tool::PathFromArgument(file), picture, &reason)) {
-        RemoveOldPicture(options.mOutput);
+        RemoveOldPicture(options.mOutput, file);
         tool::Complain(app, file, reason);
         return tool::kBadInput;
     }
@@ -87,10 +89,23 @@ int Thumbnail(const CLI::App& app, const COptions& options, const std::string& f
     return tool::kAllWell;
 }
 
+int Thumbnail(const CLI::App& app, const CThumbnailOptions& options, const std::string& file) {
+    if (IsProject(options.mOutput)) {
+        tool::Complain(app, options.mOutput, "is a project file and will not be replaced");
+        return tool::kBadUse;
+    }
+    try {
+        return Make(app, options, file);
+    } catch (const std::bad_alloc&) {
+        RemoveOldPicture(options.mOutput, file);
+        throw;
+    }
+}
+
 }  // namespace
 
 CServe DeclareThumbnail(const CLI::App& app, CLI::App& command) {
-    const auto options = std::make_shared<COptions>();
+    const auto options = std::make_shared<CThumbnailOptions>();
     command.add_option("-o,--output", options->mOutput, "The PNG file to write")
         ->required()
         ->type_name("OUT.png");

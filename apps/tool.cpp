@@ -91,6 +91,25 @@ std::string ValidUtf8(const std::string& text) {
     return ordered_json::parse(Dump(text)).get<std::string>();
 }
 
+namespace {
+
+/// With blanks for control characters.
+std::string Blanked(std::string line) {
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const bool first  = static_cast<unsigned char>(line[i]) < ' ' || line[i] == '\x7F';
+        const bool second = line[i] == '\xC2' && i + 1 < line.size() &&
+                            static_cast<unsigned char>(line[i + 1]) < 0xA0;  // U+0080..U+009F
+        if (first || second) line.replace(i, second ? 2 : 1, " ");
+    }
+    return line;
+}
+
+}  // namespace
+
+std::string OneLine(const std::string& text) {
+    return Blanked(ValidUtf8(text));
+}
+
 std::string ReasonOf(unsigned systemError) {
     AString text(platform::SystemErrorText(systemError).c_str());
     text.Trim();
@@ -107,7 +126,7 @@ bool CanOpen(const AString& path, std::string* reason) {
 }
 
 void Complain(const CLI::App& app, const std::string& name, const std::string& reason) {
-    std::cerr << app.get_name() << ": " << name << ": " << reason << '\n';
+    std::cerr << app.get_name() << ": " << Blanked(name) << ": " << reason << '\n';
 }
 
 int ForEachFile(const CLI::App& app, const std::vector<std::string>& files,

@@ -38,6 +38,10 @@ std::string NarrowToUtf8(const std::string& text);
 /// Text with U+FFFD for whatever is no well-formed UTF-8.
 std::string ValidUtf8(const std::string& text);
 
+/// Text of a file for a line of the terminal: well-formed, and with blanks for control characters, which
+/// would break the line or reach the terminal.
+std::string OneLine(const std::string& text);
+
 /// Whether a file can be opened for reading; `reason` receives why not.
 bool CanOpen(const AString& path, std::string* reason);
 

@@ -5,6 +5,7 @@
 
 #include "fuzz_support.h"
 #include "tessel/platform/picture.h"
+#include "viewkit/preview_lookups.h"
 #include "viewkit/tools/InfoTip.h"
 #include "viewkit/tools/PreviewBlock.h"
 #include "viewkit/tools/ProjectFile.h"
@@ -103,40 +104,16 @@ void CheckOffset(const AString& path, std::string_view bytes) {
     }
 }
 
-template <class Field>
-void LookUp(io::CBlock& block, const wchar_t* name, Field& field,
-            bool (io::CBlock_func_arg::*get)(Field&) const) {
-    io::CBlock_named_value value(name);
-    if (block.LookUp(value) && block.IsGood()) block.SetGood((value.*get)(field));
-}
-
-std::string TitlesBySearch(io::CBlock& preview) {
-    std::string titles;
-    for (const io::CBlockItemPtr& item : preview.ItemsNamed(L"DesignInfo")) {
-        const io::CBlockPtr design(item);
-        if (!design) continue;
-        AString name, notes;
-        LookUp(*design, L"DesignName", name, &io::CBlock_value::GetString);
-        LookUp(*design, L"Notes", notes, &io::CBlock_value::GetString);
-        titles += Escaped(name.Str()) + "|" + Escaped(notes.Str()) + "\n";
-    }
-    return titles;
-}
-
-std::string PictureBySearch(io::CBlock& preview) {
-    AString base64, text;
-    LookUp(preview, L"Thumbnail64", base64, &io::CBlock_value::GetString);
-    if (!base64.IsEmpty()) return "64:" + Escaped(base64.Str());
-    LookUp(preview, L"Thumbnail", text, &io::CBlock_value::GetString);
-    return Escaped(text.Str());
-}
-
 template <class Record>
-std::string Titles(const std::vector<Record>& records) {
+std::string TitlesOf(const std::vector<Record>& records) {
     std::string titles;
     for (const Record& record : records)
         titles += Escaped(record.DesignName.Str()) + "|" + Escaped(record.Notes.Str()) + "\n";
     return titles;
+}
+
+std::string TextOf(const CThumbnailText& picture) {
+    return (picture.IsBase64 ? "64:" : "") + Escaped(picture.Text.Str());
 }
 
 void CheckRecords(const AString& path) {
@@ -148,10 +125,10 @@ void CheckRecords(const AString& path) {
     Require(GetDesignTitles(path, CProjectFile(path), titles) == found, "titles come of a preview");
     Require(GetProjectPreviewData(path, records) == found, "records come of a preview");
     Require(GetProjectThumbnailText(path, thumbnail) == found, "a picture comes of a preview");
-    RequireSame(Titles(titles), Titles(records), "titles are those of the records");
+    RequireSame(TitlesOf(titles), TitlesOf(records), "titles are those of the records");
     if (!found) return;
-    RequireSame(Titles(titles), TitlesBySearch(preview), "titles are what lookups find");
-    RequireSame((thumbnail.IsBase64 ? "64:" : "") + Escaped(thumbnail.Text.Str()), PictureBySearch(preview),
+    RequireSame(TitlesOf(titles), TitlesOf(preview_lookups::Titles(preview)), "titles are what lookups find");
+    RequireSame(TextOf(thumbnail), TextOf(preview_lookups::Picture(preview)),
                 "the picture's text is what lookups find");
 }
 

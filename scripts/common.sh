@@ -9,6 +9,7 @@ tools_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libpugixml-dev li
 tools_tests="debootstrap strace clang-format chromium"
 tools_packages_linux="dpkg-dev lintian man-db groff-base bash-completion dbus shared-mime-info hicolor-icon-theme gtk-update-icon-cache xdg-utils libfile-mimeinfo-perl libglib2.0-bin tumbler bubblewrap python3-gi gir1.2-gnomedesktop-4.0"
 tools_packages_windows="nsis"
+tools_memcheck="valgrind"
 tools_clang="clang libclang-rt-dev"
 tools_checks="$tools_clang clang-tidy cppcheck"
 

@@ -16,6 +16,7 @@ _tarvex_preview()
         info) options+=' --json --recursive --ext' ;;
         thumbnail) options+=' --output -o --size' ;;
         gallery) options+=' --output -o --recursive --ext' ;;
+        doctor) options+=' --json' ;;
     esac
 
     case $prev in

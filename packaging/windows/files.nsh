@@ -99,12 +99,12 @@ FunctionEnd
 
 ; What is still in use is removed when the system starts again, if the user may ask for that; else by the next
 ; installer or uninstaller that finds it.
-!macro RemoveAsidesIn FOLDER
-    Delete /REBOOTOK "${FOLDER}\*.old"
+!macro RemoveAsidesOf NAME FROM
+    Delete /REBOOTOK "$INSTDIR\${NAME}.*.old"
 !macroend
 
 Function RemoveAsides
-    ${ForEachFolder} RemoveAsidesIn
+    ${ForEachFile} RemoveAsidesOf
 FunctionEnd
 
 ; Deletes $0, or moves it out of the way if it is in use, so that our folders can go now. Uses $1.
@@ -130,10 +130,11 @@ FunctionEnd
     ${EndIf}
 !macroend
 
-!macro DiscardAsidesIn FOLDER
-    FindFirst $2 $3 "${FOLDER}\*.old"
+!macro DiscardAsidesOf NAME FROM
+    ${GetParent} "$INSTDIR\${NAME}" $4
+    FindFirst $2 $3 "$INSTDIR\${NAME}.*.old"
     ${DoWhile} $3 != ""
-        StrCpy $0 "${FOLDER}\$3"
+        StrCpy $0 "$4\$3"
         Call un.Discard
         FindNext $2 $3
     ${Loop}
@@ -142,6 +143,6 @@ FunctionEnd
 
 Function un.DiscardFiles
     ${ForEachFile} DiscardFile
-    ${ForEachFolder} DiscardAsidesIn
+    ${ForEachFile} DiscardAsidesOf
     ${ForEachFolder} RemoveFolder
 FunctionEnd

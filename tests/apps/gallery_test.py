@@ -20,6 +20,7 @@ from toolbox import RUN, SAMPLES, WINDOWS, ToolTest, program, read_png
 
 if not WINDOWS:
     import pty
+    import resource
 
 SLASH = '\\' if WINDOWS else '/'
 
@@ -243,6 +244,17 @@ class Page(ToolTest):
             self.check(['gallery', *arguments], 1, '', complaint)
         self.assertEqual(sorted(os.listdir(self.folder)), ['coil.tarvex', 'no_preview.tarvex', 'out.html'])
 
+    @unittest.skipIf(WINDOWS, 'needs a limit on the size of files')
+    def test_a_page_that_cannot_be_written_whole_leaves_the_old_one(self):
+        self.sample('horn_feed.tarvex')
+        self.write('out.html', b'the old one')
+        result = self.run_tool('gallery', '-o', 'out.html', '.', restore_signals=False,
+                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (20_000, 20_000)))
+        self.assertRegex(result.stderr.decode(), r'^tarvex-preview: out\.html: \S.*\n$')
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(sorted(os.listdir(self.folder)), ['horn_feed.tarvex', 'out.html'])
+        self.assertEqual((self.folder / 'out.html').read_bytes(), b'the old one')
+
     @unittest.skipIf(WINDOWS, 'no such files there')
     def test_outputs_that_are_no_files(self):
         self.sample('coil.tarvex')
@@ -449,6 +461,14 @@ class InBrowser(unittest.TestCase):
         self.browser.settle()
         self.assertIsNone(self.browser.run('window.hacked'))
         self.assertGreaterEqual(len(self.browser.complaints()), 2)
+
+    def test_light_and_dark(self):
+        self.addCleanup(self.browser.prefer, '')
+        for scheme, colours in {'light': ['rgb(245, 245, 243)', 'rgb(27, 28, 30)', 'rgb(255, 255, 255)'],
+                                'dark': ['rgb(21, 22, 24)', 'rgb(230, 230, 228)', 'rgb(30, 32, 35)']}.items():
+            self.browser.prefer(scheme)
+            self.assertEqual(self.browser.run("""[getComputedStyle(document.body).backgroundColor, getComputedStyle(document.body).color,
+                getComputedStyle(document.querySelector('.card')).backgroundColor]"""), colours, scheme)
 
     def test_nothing_to_show(self):
         (self.folder / 'empty').mkdir(exist_ok=True)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -83,6 +84,39 @@ TEST(InOrder, TriesAgainWhatRanOutOfMemory) {
     EXPECT_EQ(tries[0], 1);
     EXPECT_EQ(tries[1], 2);
     EXPECT_EQ(tries[2], 2);
+}
+
+TEST(InOrder, HandsOnWhatNextThrowsBehindTheItemsBeforeIt) {
+    for (const int last : {0, 1, 2, 40, 500}) {
+        CNumbers           numbers{1000};
+        int                delivered = 0;
+        CInOrder<int, int> all(
+            [&](int* number) {
+                if (numbers.mGiven == last) throw std::bad_alloc();
+                return numbers(number);
+            },
+            Square, [&](int number, std::optional<int>) { EXPECT_EQ(number, delivered++); });
+        EXPECT_THROW(all.Run(), std::bad_alloc) << last;
+        if (last >= 2) {
+            EXPECT_EQ(delivered, last);
+        }
+    }
+}
+
+TEST(InOrder, WorksOnSeveralAtOnce) {
+    if (platform::ProcessorCount() < 2) GTEST_SKIP();
+    CNumbers         numbers{2};
+    std::atomic<int> begun = 0;
+    const auto       meet  = [&](int) {
+        using namespace std::chrono;
+        const auto end = steady_clock::now() + seconds(60);
+        for (++begun; begun < 2 && steady_clock::now() < end;) {
+        }
+        return begun == 2;
+    };
+    CInOrder<int, bool>([&](int* number) { return numbers(number); }, meet,
+                        [&](int, std::optional<bool> met) { EXPECT_EQ(met, true); })
+        .Run();
 }
 
 TEST(InOrder, EndsWhenDeliveringThrows) {

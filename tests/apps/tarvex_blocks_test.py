@@ -8,7 +8,7 @@ import stat
 import subprocess
 import unittest
 
-from toolbox import SAMPLES, WINDOWS, ToolTest, program
+from toolbox import SAMPLES, WINDOWS, ToolTest, portable, program
 
 PROJECTS = sorted(path.name for path in SAMPLES.glob('*.tarvex') if path.name != 'not_a_project.tarvex')
 
@@ -176,7 +176,7 @@ class Tokens(BlocksTest):
             (b"\0\x0c\x01a\x13\x3d\x05\x4f\x01\x11\x02x \x10\x01 ", ['--comments'],
              'Keyword:a Eol@2 UnsignedShort:5 Float:5e-324 Comment:x '),
         ]
-        for text, options, tokens in rows:
+        for text, options, tokens in portable(rows, there=4):
             with self.subTest(text=text, options=options):
                 self.assertEqual(self.dump(text, *options), tokens)
 
@@ -235,7 +235,7 @@ class Check(BlocksTest):
         pieces = ["$begin 'A'", "$begin 'A' x=1", '$begin B', "$end 'A'", "$end 'B'", '$end', '$begin', 'x=1', 'x=', 'x',
                   'f(1, 2)', 'f(g(1 2), 3)', 'f(a=', 'f(,,', 'v[1, 2]', 'v[-1]', 'v[1 2]', 'v[2: "a"', ')', '=', "'", '"q"=1',
                   '😀', 'y=$begin_cdata$ z', '$end_cdata$', '! c', 'f(' * 300, '$begin C\n' * 300, '1=2', 'true(', '']
-        for number in range(12):
+        for number in portable(range(12)):
             with self.subTest(number):
                 data = ''.join(draw.choice(pieces) + draw.choice('\n\n\n ')
                                for _ in range(draw.choice((5, 50, 500)))).encode()
@@ -318,7 +318,7 @@ class Format(BlocksTest):
 
     def test_a_new_index_for_an_old_one(self):
         blocks = "$begin 'A'\n$begin 'é'\n$end\n$end\n$begin 'a'\n$begin '$index$'\n$end\n$end\n"
-        for index in '$index$', '$base_index$':
+        for index in portable(('$index$', '$base_index$')):
             for text in (f"$begin '{index}'\nA(77)\nB(5)\n$end\n{blocks}", f"{blocks}$begin '{index}'\nA(77)\nB(5)\n$end\n"):
                 self.write('f', text.encode())
                 for command in (['format'], ['convert', '--to', 'text'], ['convert', '--to', 'binary']):
@@ -335,7 +335,7 @@ class Format(BlocksTest):
 
     def test_samples_once_and_again(self):
         self.sample(*PROJECTS)
-        for name in PROJECTS:
+        for name in portable(PROJECTS, there=2):
             before = self.tree(name)
             self.check(['format', '-o', name, name], 0)  # onto itself
             once = (self.folder / name).read_bytes()
@@ -407,7 +407,7 @@ class Convert(BlocksTest):
     def test_there_and_back(self):
         self.sample(*PROJECTS)
         self.write('every construct', TIDY.encode())
-        for name in [*PROJECTS, 'every construct']:
+        for name in portable(['every construct', *PROJECTS], there=2):
             with self.subTest(name):
                 # Hexadecimal notation is the one thing that the binary form does not keep.
                 text = re.sub(rb'=0x([0-9a-f]+)', lambda m: b'=%d' % int(m[1], 16), self.output('format', name))
@@ -439,7 +439,7 @@ class IndexAndGet(BlocksTest):
 
     def test_every_block_of_the_samples(self):
         self.sample(*PROJECTS)
-        for name in PROJECTS:
+        for name in portable(PROJECTS):
             self.write_binary('b', name)
             for file, keyword in (name, b'$begin'), ('b', b'\x0c\x06$begin'):
                 with self.subTest(name, file=file):
@@ -464,7 +464,7 @@ class IndexAndGet(BlocksTest):
         self.check(['get', 'f', 'A b', 'Inner'], 0, inner)
         self.check(['get', 'f', 'a B', 'INNER'], 0, inner)
         self.check(['get', 'f', 'A b'], 0, TIDY.split("$begin 'Second'")[0])
-        for path in (['Inner'], ['A b', 'Inner', 'Inner'], ['A b', 'index'], ['']):
+        for path in portable((['Inner'], ['A b', 'Inner', 'Inner'], ['A b', 'index'], [''])):
             self.check(['get', 'f', *path], 1, '',
                        r"tarvex-blocks: f: there is no block " + ' '.join(f"'{name}'" for name in path) + '\n')
         self.write('f', "$begin ''\n\t$begin 'größe'\n\t$end 'größe'\n$end ''\n".encode())
@@ -479,7 +479,7 @@ class IndexAndGet(BlocksTest):
             ("$begin A\n$end A\n$begin B\n", ['A', 'B'], damaged + ": 'B', line 3", 'A'),
             ("$begin A\n$end A\n$begin B\n$begin C\n\n$end D\n=\n$end", ['A', 'B'], damaged + ": 'B' 'C', line 6", 'A'),
         ]
-        for text, names, reason, had in rows:
+        for text, names, reason, had in portable(rows, there=2):
             self.write('f', text.encode())
             entries = ', '.join('{"path": ["%s"], "offset": %d}' % (name, text.index('$begin ' + name)) for name in names)
             self.check(['index', 'f'], 1, f'[{entries}]\n', f'tarvex-blocks: f: {reason}\n')
@@ -502,7 +502,7 @@ class ByteOrderMark(BlocksTest):
         ]
         commands = (['check', 'f'], ['tree', 'f'], ['format', 'f'], ['convert', '--to', 'text', '-o', 'o', 'f'], ['index', 'f'],
                     ['get', 'f', 'A'])
-        for data, encoding in rows:
+        for data, encoding in portable(rows, there=2):
             self.write('f', data)
             hint = f'tarvex-blocks: %s: begins with a byte order mark ({encoding}); the format is UTF-8 without one\n'
             for command in commands if data == rows[0][0] else commands[:1]:
@@ -557,19 +557,25 @@ class StandardInput(BlocksTest):
 class CommandLine(BlocksTest):
     def test_unusable(self):
         self.write('f', TIDY.encode())
-        for line in ('', 'draw f', 'tokens', 'tokens f f', 'tokens --grammar words f', 'tokens --case 2 f', 'tokens --case',
-                     'tokens --encoding latin1 f', 'tree', 'tree f f', 'tree --json f', 'check', 'format', 'format f -o',
-                     'convert f', 'convert -o g f', 'convert --to text f', 'convert --to xml -o g f', 'index', 'get', 'get f'):
+        lines = ('', 'draw f', 'tokens', 'tokens f f', 'tokens --grammar words f', 'tokens --case 2 f', 'tokens --case',
+                 'tokens --encoding latin1 f', 'tree', 'tree f f', 'tree --json f', 'check', 'format', 'format f -o',
+                 'convert f', 'convert -o g f', 'convert --to text f', 'convert --to xml -o g f', 'index', 'get', 'get f')
+        for line in portable(lines):
             self.check(line.split(), 2, '', r"tarvex-blocks: .*\nTry 'tarvex-blocks --help'\.\n")
-        for line, reason in ((['format', '-o', '', 'f'], '--output: a file needs a name; - is standard output'),
-                             (['convert', '--to', 'text', '--output=', 'f'], '.*'),
-                             (['draw', 'f'], "there is no command 'draw'"), (['tokens', '--comments=false', 'f'], '.*comments.*'),
-                             (['index', '--all-levels=no', 'f'], '.*all-levels.*')):
+        rows = [
+            (['format', '-o', '', 'f'], '--output: a file needs a name; - is standard output'),
+            (['convert', '--to', 'text', '--output=', 'f'], '.*'),
+            (['draw', 'f'], "there is no command 'draw'"),
+            (['tokens', '--comments=false', 'f'], '.*comments.*'),
+            (['index', '--all-levels=no', 'f'], '.*all-levels.*'),
+        ]
+        for line, reason in portable(rows):
             self.check(line, 2, '', rf"tarvex-blocks: {reason}\nTry 'tarvex-blocks --help'\.\n")
         self.assertEqual(os.listdir(self.folder), ['f'])
 
     def test_help_and_version_work_everywhere(self):
-        for command in ([], ['tokens'], ['tree'], ['check'], ['format'], ['convert'], ['index'], ['get']):
+        commands = ([], ['tokens'], ['tree'], ['check'], ['format'], ['convert'], ['index'], ['get'])
+        for command in portable(commands):
             self.check([*command, '--version'], 0, f"tarvex-blocks {os.environ['TARVEX_VERSION']}\n")
             result = self.run_tool(*command, '--help')
             self.assertEqual((result.returncode, result.stderr), (0, b''))

@@ -13,7 +13,7 @@ import sys
 import unittest
 import zlib
 
-from toolbox import SAMPLES, WINDOWS, ToolTest, read_png
+from toolbox import SAMPLES, WINDOWS, ToolTest, portable, read_png
 
 NO_PREVIEW = 'Design preview information not found.\n'
 NO_SUCH_FILE = r'tarvex-preview: {}: \S.*\n'
@@ -244,6 +244,17 @@ class Thumbnail(ToolTest):
             self.check(['thumbnail', '-o', 'out.png', name], 1, '', f'tarvex-preview: {re.escape(name)}: {reason}\\n')
             self.assertFalse((self.folder / 'out.png').exists())
 
+    def test_no_older_picture_stands_for_one_that_cannot_be_made(self):
+        self.sample('no_preview.tarvex')
+        picture = self.stored('bandpass.tarvex')
+        for before, stays in ((b'', False), (picture, False), (picture[:8], False), (picture[:7], True), (b'notes', True)):
+            self.write('out.png', before)
+            self.check(['thumbnail', '-o', 'out.png', 'no_preview.tarvex'], 1, '', r'.*: no preview block\n')
+            self.assertEqual((self.folder / 'out.png').exists(), stays, before[:8])
+        self.write('in.png', picture)
+        self.run_tool('thumbnail', '-o', 'in.png', 'in.png')
+        self.assertEqual((self.folder / 'in.png').read_bytes(), picture)
+
     def test_output_that_cannot_be_written(self):
         self.sample('coil.tarvex')
         self.check(['thumbnail', '-o', 'none/out.png', 'coil.tarvex'], 1, '', r'tarvex-preview: none/out\.png: \S.*\n')
@@ -261,17 +272,18 @@ class CommandLine(ToolTest):
 
     def test_unusable(self):
         self.sample('coil.tarvex')
-        for line in ('', 'draw coil.tarvex', 'tip', 'info', 'tip --json coil.tarvex', 'info --xml coil.tarvex',
-                     'thumbnail coil.tarvex', 'thumbnail -o out.png', 'thumbnail -o out.png coil.tarvex coil.tarvex',
-                     'thumbnail --size 0 -o out.png coil.tarvex', 'thumbnail --size -3 -o out.png coil.tarvex',
-                     'thumbnail --size 12px -o out.png coil.tarvex', 'thumbnail --size 0x10 -o out.png coil.tarvex',
-                     'thumbnail --size 4294967296 -o out.png coil.tarvex', 'thumbnail --size', '--json tip coil.tarvex',
-                     'gallery coil.tarvex', 'gallery -o out.png', 'tip --recursive coil.tarvex'):
+        lines = ('', 'draw coil.tarvex', 'tip', 'info', 'tip --json coil.tarvex', 'info --xml coil.tarvex',
+                 'thumbnail coil.tarvex', 'thumbnail -o out.png', 'thumbnail -o out.png coil.tarvex coil.tarvex',
+                 'thumbnail --size 0 -o out.png coil.tarvex', 'thumbnail --size -3 -o out.png coil.tarvex',
+                 'thumbnail --size 12px -o out.png coil.tarvex', 'thumbnail --size 0x10 -o out.png coil.tarvex',
+                 'thumbnail --size 4294967296 -o out.png coil.tarvex', 'thumbnail --size', '--json tip coil.tarvex',
+                 'gallery coil.tarvex', 'gallery -o out.png', 'tip --recursive coil.tarvex')
+        for line in portable(lines, there=2):
             self.check(line.split(), 2, '', r"tarvex-preview: .*\nTry 'tarvex-preview --help'\.\n")
         self.assertFalse((self.folder / 'out.png').exists())
 
     def test_help_and_version_work_everywhere(self):
-        for command in ([], ['tip'], ['info'], ['thumbnail'], ['gallery']):
+        for command in portable(([], ['tip'], ['info'], ['thumbnail'], ['gallery'])):
             self.check([*command, '--version'], 0, f"tarvex-preview {os.environ['TARVEX_VERSION']}\n")
             result = self.run_tool(*command, '--help')
             self.assertEqual((result.returncode, result.stderr), (0, b''))

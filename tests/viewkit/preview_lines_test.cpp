@@ -1,3 +1,4 @@
+#include "viewkit/preview_lookups.h"
 #include "viewkit/preview_support.h"
 #include "viewkit/tools/PreviewBlock.h"
 #include "viewkit/tools/PreviewLines.h"
@@ -74,12 +75,7 @@ TEST(PreviewLines, KnowWhatTheSuiteWrites) {
         EXPECT_EQ(Kinds("$begin 'P'\n" + std::string(row.mLines)), row.mKinds) << row.mLines;
 }
 
-/// Titles and thumbnail of a project, as they are told.
-std::string Told(const AString& path) {
-    std::vector<DesignTitle> titles;
-    CThumbnailText           thumbnail;
-    const bool               found = GetDesignTitles(path, CProjectFile(path), titles);
-    EXPECT_EQ(GetProjectThumbnailText(path, thumbnail), found);
+std::string Shown(bool found, const std::vector<DesignTitle>& titles, const CThumbnailText& thumbnail) {
     return (found ? "" : "none ") +
            DumpList(titles, " // ",
                     [](const DesignTitle& title) {
@@ -88,34 +84,22 @@ std::string Told(const AString& path) {
            " # " + (thumbnail.IsBase64 ? "64:" : "") + Escaped(thumbnail.Text.Str());
 }
 
-template <class Field>
-void LookUp(io::CBlock& block, const wchar_t* name, Field& field,
-            bool (io::CBlock_func_arg::*get)(Field&) const) {
-    io::CBlock_named_value value(name);
-    if (block.LookUp(value) && block.IsGood()) block.SetGood((value.*get)(field));
+/// Titles and thumbnail of a project, as they are told.
+std::string Told(const AString& path) {
+    std::vector<DesignTitle> titles;
+    CThumbnailText           thumbnail;
+    const bool               found = GetDesignTitles(path, CProjectFile(path), titles);
+    EXPECT_EQ(GetProjectThumbnailText(path, thumbnail), found);
+    return Shown(found, titles, thumbnail);
 }
 
 /// The same by the block reader, and by the lookups of blocks.
 std::string Read(const AString& path) {
     io::CToken_istream stream(path, 0x1800);
-    if (!OpenPreviewBlock(path, stream)) return "none  # ";
+    if (!OpenPreviewBlock(path, stream)) return Shown(false, {}, {});
     io::CBlock preview;
     preview.Read(stream);
-    std::vector<std::string> titles;
-    for (const io::CBlockItemPtr& item : preview.ItemsNamed(L"DesignInfo")) {
-        const io::CBlockPtr design(item);
-        if (!design) continue;
-        AString name, notes;
-        LookUp(*design, L"DesignName", name, &io::CBlock_value::GetString);
-        LookUp(*design, L"Notes", notes, &io::CBlock_value::GetString);
-        titles.push_back(Escaped(name.Str()) + "|" + Escaped(notes.Str()));
-    }
-    AString base64, text;
-    LookUp(preview, L"Thumbnail64", base64, &io::CBlock_value::GetString);
-    const bool isBase64 = !base64.IsEmpty();
-    if (!isBase64) LookUp(preview, L"Thumbnail", text, &io::CBlock_value::GetString);
-    return DumpList(titles, " // ", [](const std::string& title) { return title; }) + " # " +
-           (isBase64 ? "64:" + Escaped(base64.Str()) : Escaped(text.Str()));
+    return Shown(true, preview_lookups::Titles(preview), preview_lookups::Picture(preview));
 }
 
 TEST(PreviewLines, TellWhatTheBlockReaderTells) {

@@ -16,9 +16,9 @@ bool WriteWholeFile(const char* path, const std::vector<std::uint8_t>& bytes, un
     if (file) return true;
     *error = LastError();
     file.close();
-    std::error_code ignored;  // a pipe or a device stays
-    if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(name, ignored)))
-        std::filesystem::remove(name, ignored);
+    std::error_code ignored;  // a pipe or a device stays, and so does a link to what could not be written
+    if (opened && std::filesystem::is_regular_file(name, ignored))
+        std::filesystem::remove(std::filesystem::canonical(name, ignored), ignored);
     return false;
 }
 

@@ -3,6 +3,8 @@
 #include "tessel/platform/platform.h"
 
 #include <optional>
+#include <random>
+#include <sstream>
 #include <string>
 #include <system_error>
 
@@ -25,6 +27,14 @@ std::optional<fs::path> GoalOf(fs::path path) {
     return path;
 }
 
+/// Of a length that every folder takes, and not to be guessed.
+std::string DraftName() {
+    std::random_device random;
+    std::ostringstream name;
+    name << ".tarvex-" << std::hex << random() << random() << ".part";
+    return name.str();
+}
+
 bool Fail(unsigned code, unsigned* error) {
     *error = code;
     return false;
@@ -43,10 +53,18 @@ bool CWholeFile::Open(const char* path, unsigned* error) {
     const fs::path                name(reinterpret_cast<const char8_t*>(path));
     const std::optional<fs::path> goal  = GoalOf(name);
     fs::path                      draft = goal.value_or(name);
-    if (goal) draft += "." + std::to_string(ProcessId()) + ".part";
+    std::error_code               ignored;
+    const fs::perms modes = goal ? fs::status(*goal, ignored).permissions() : fs::perms::unknown;
+    if (goal && fs::exists(*goal, ignored)) {
+        // What may not be written is not replaced either.
+        const std::ofstream may(*goal, std::ios::binary | std::ios::app);
+        if (!may.is_open()) return Fail(LastError(), error);
+    }
+    if (goal) draft.replace_filename(DraftName());
     mFile.open(draft, std::ios::binary);
     if (!mFile.is_open()) return Fail(LastError(), error);
     if (goal) {
+        if (modes != fs::perms::unknown && modes != fs::perms::none) fs::permissions(draft, modes, ignored);
         mGoal  = *goal;
         mDraft = std::move(draft);
     }

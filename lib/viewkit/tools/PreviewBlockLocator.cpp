@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <limits>
 #include <string_view>
 #include <vector>
@@ -17,9 +18,10 @@ namespace {
 constexpr std::string_view kPreviewBeginMarker       = "$begin 'ProjectPreview'";
 constexpr std::string_view kProjectEndMarker         = "$end 'TarvexProject'";
 constexpr std::string_view kReferencedFilesEndMarker = "$end 'AllReferencedFilesForProject'";
-constexpr char             kMarkerStart              = '$';
-static_assert(kPreviewBeginMarker[0] == kMarkerStart && kProjectEndMarker[0] == kMarkerStart &&
-              kReferencedFilesEndMarker[0] == kMarkerStart);
+constexpr std::string_view kMarkers[]   = {kPreviewBeginMarker, kProjectEndMarker, kReferencedFilesEndMarker};
+constexpr char             kMarkerStart = '$';
+static_assert(std::all_of(std::begin(kMarkers), std::end(kMarkers),
+                          [](std::string_view marker) { return marker[0] == kMarkerStart; }));
 
 constexpr std::size_t kChunkSize      = 1000;  // bytes searched per pass, stepping back from the end
 constexpr std::size_t kPreviewOverlap = 100;   // bytes seen again, so that a marker across a border is found
@@ -71,9 +73,9 @@ class CBackwardScan {
 
     /// Reads the chunk before the last one and searches it.
     EFound Pass();
-    /// Where the marker was found, in bytes from the start of the file.
-    std::uint32_t Offset() const {
-        return static_cast<std::uint32_t>(mChunkStart + static_cast<std::int64_t>(mMarker));
+    /// What was found last, and where: in bytes from the start of the file.
+    PreviewMarker Marker() const {
+        return {mMarkerText, static_cast<std::uint32_t>(mChunkStart + static_cast<std::int64_t>(mMarker))};
     }
 
   private:
@@ -87,6 +89,7 @@ class CBackwardScan {
     std::array<char, kPreviewOverlap> mCarry{};
     std::size_t                       mCarried = 0;  // bytes in the carry: none at first
     std::int64_t                      mChunkStart;
+    std::string_view                  mMarkerText;
     std::size_t                       mMarker  = 0;
     bool                              mAtStart = false;
 };
@@ -109,13 +112,13 @@ CBackwardScan::EFound CBackwardScan::Search() {
     EFound                 found = EFound::kNothingYet;
     for (std::size_t at = buffer.find(kMarkerStart); at != buffer.npos;
          at             = buffer.find(kMarkerStart, at + 1)) {
-        const std::string_view rest = buffer.substr(at);
-        if (rest.starts_with(kPreviewBeginMarker)) {
-            mMarker = at;
-            return EFound::kPreview;
-        }
-        if (rest.starts_with(kProjectEndMarker) || rest.starts_with(kReferencedFilesEndMarker))
+        for (const std::string_view marker : kMarkers) {
+            if (!buffer.substr(at).starts_with(marker)) continue;
+            mMarkerText = marker;
+            mMarker     = at;
+            if (marker == kPreviewBeginMarker) return EFound::kPreview;
             found = EFound::kNoPreview;
+        }
     }
     return found;
 }
@@ -148,15 +151,22 @@ bool FindPreviewBlockOffset(const AString& path, std::uint32_t& offset) {
 }
 
 bool FindPreviewBlockOffset(const CProjectFile& file, std::uint32_t& offset) {
+    PreviewMarker marker;
+    if (!FindPreviewMarker(file, marker)) return false;
+    offset = marker.Offset;
+    return true;
+}
+
+bool FindPreviewMarker(const CProjectFile& file, PreviewMarker& marker) {
+    marker = {};
     // Positions have 32 bits.
     if (!file.IsOpen() || file.Size() > std::numeric_limits<std::int32_t>::max()) return false;
     CBackwardScan scan(file);
     auto          found = CBackwardScan::EFound::kNothingYet;
     while (found == CBackwardScan::EFound::kNothingYet)
         found = scan.Pass();
-    if (found != CBackwardScan::EFound::kPreview) return false;
-    offset = scan.Offset();
-    return true;
+    marker = scan.Marker();
+    return found == CBackwardScan::EFound::kPreview;
 }
 
 bool OpenPreviewBlock(const AString& path, io::CToken_istream& stream) {

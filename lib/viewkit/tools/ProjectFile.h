@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ProjectPreviewHelper {
@@ -34,10 +35,27 @@ class CProjectFile {
     int          mDescriptor;
 };
 
+/// Where the header probe found what it looks for: 1-based lines, 0 for what is not there. (Of a line that
+/// is too long to be read at once, each part counts.)
+struct HeaderLines {
+    int Product = 0;
+    int Desktop = 0;  ///< the block's begin
+    int Version = 0;
+};
+
+/// What the search for the preview meets first, from the end of the file backwards.
+struct PreviewMarker {
+    std::string_view Text;  ///< empty when there is none in the file
+    std::uint32_t    Offset = 0;
+};
+
 /// The questions that can be asked of a path, of a file that is open (a file that is not: all false).
+/// @param found  receives where; may be null.
 bool GetProjectHeaderInfo(const CProjectFile& file, std::string& product, std::uint32_t& major,
-                          std::uint32_t& minor);
+                          std::uint32_t& minor, HeaderLines* found = nullptr);
 bool FindPreviewBlockOffset(const CProjectFile& file, std::uint32_t& offset);
+/// The same, told in full: `marker` also names what says that there is no preview.
+bool FindPreviewMarker(const CProjectFile& file, PreviewMarker& marker);
 /// @param path  of the file, for reports; here and below.
 bool GetProjectPreviewData(const AString& path, const CProjectFile& file,
                            std::vector<DesignPreview>& designs);

@@ -91,33 +91,33 @@ struct CProbe {
     std::string&   mProduct;
     std::uint32_t& mMajor;
     std::uint32_t& mMinor;
-    bool           mProductFound = false;
-    bool           mVersionFound = false;
-    bool           mInDesktop    = false;
+    HeaderLines    mFound;
+    int            mLine         = 0;  ///< that is looked at
     bool           mDesktopEnded = false;
 
-    bool IsDone() const { return mProductFound && mVersionFound; }
+    bool IsDone() const { return mFound.Product != 0 && mFound.Version != 0; }
 
     void Look(const char* line) {
+        ++mLine;
         if (Contains(line, "Product"))
             if (auto product = ScanQuoted(line, {"Product", "=", "'"})) {
-                mProduct      = std::move(*product);
-                mProductFound = true;
+                mProduct       = std::move(*product);
+                mFound.Product = mLine;
             }
         if (Contains(line, "Desktop")) {
-            if (ScanQuoted(line, {"$begin", "'"}) == "Desktop") mInDesktop = true;
+            if (ScanQuoted(line, {"$begin", "'"}) == "Desktop") mFound.Desktop = mLine;
             if (ScanQuoted(line, {"$end", "'"}) == "Desktop") mDesktopEnded = true;
         }
-        if (mInDesktop && !mDesktopEnded && Contains(line, "Version")) LookForVersion(line);
+        if (mFound.Desktop != 0 && !mDesktopEnded && Contains(line, "Version")) LookForVersion(line);
     }
 
     void LookForVersion(const char* line) {
         int major = 0;
         int minor = 0;
         if (std::sscanf(line, " Version(%d,%d)", &major, &minor) != 2) return;
-        mMajor        = static_cast<std::uint32_t>(major);
-        mMinor        = static_cast<std::uint32_t>(minor);
-        mVersionFound = true;
+        mMajor         = static_cast<std::uint32_t>(major);
+        mMinor         = static_cast<std::uint32_t>(minor);
+        mFound.Version = mLine;
     }
 };
 
@@ -129,18 +129,20 @@ bool GetProjectHeaderInfo(const AString& path, std::string& product, std::uint32
 }
 
 bool GetProjectHeaderInfo(const CProjectFile& file, std::string& product, std::uint32_t& major,
-                          std::uint32_t& minor) {
+                          std::uint32_t& minor, HeaderLines* found) {
     product.clear();
     major = minor = 0;
+    if (found != nullptr) *found = {};
     if (!file.IsOpen()) return false;
 
-    CProbe     probe{product, major, minor};
+    CProbe     probe{product, major, minor, {}};
     CHeadLines lines(file);
     for (int i = 0; i < kHeaderProbeMaxLines && !probe.IsDone(); ++i) {
         const char* line = lines.Next();
         if (line == nullptr) break;
         probe.Look(line);
     }
+    if (found != nullptr) *found = probe.mFound;
     return probe.IsDone();
 }
 

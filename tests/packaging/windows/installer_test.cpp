@@ -410,4 +410,20 @@ TEST_F(Installer, ThatFailsLeavesEverythingAsItWas) {
     RemoveKey(type);
 }
 
+TEST_F(Installer, LeavesFilesOfOthersInItsFolderAlone) {
+    const std::wstring folder = mFolder + L"\\tools";
+    CreateDirectoryW(folder.c_str(), nullptr);
+    WriteContent(folder + L"\\settings.old", "kept");
+    for (int round = 0; round < 2; ++round)
+        ASSERT_EQ(Install(L"/D=" + folder), kInstalled);
+    EXPECT_TRUE(Exists(folder + L"\\settings.old"));
+    ASSERT_EQ(RunProgram(Text(OwnValue(kAll, L"QuietUninstallString"))), 0u);
+    for (int i = 0; i < 200 && Exists(folder + L"\\uninstall.exe"); ++i)
+        Sleep(50);
+    EXPECT_EQ(FilesBelow(folder), std::vector<std::wstring>{L"settings.old"});
+    DeleteFileW((folder + L"\\settings.old").c_str());
+    RemoveDirectoryW(folder.c_str());
+    ExpectNothingLeft();
+}
+
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <new>
 
 namespace platform {
 namespace {
@@ -67,7 +68,8 @@ CThreads::CThreads(unsigned count, Function function, void* argument) {
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, kStackBytes);
     while (mThreads.size() < count) {
-        auto thread = std::make_unique<CThread>(function, argument);
+        std::unique_ptr<CThread> thread(new (std::nothrow) CThread(function, argument));  // others may run
+        if (!thread) break;
         if (pthread_create(&thread->mThread, &attributes, &CThread::Run, thread.get()) != 0) break;
         mThreads.push_back(std::move(thread));
     }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 
 namespace platform {
 
@@ -53,7 +54,8 @@ struct CThreads::CThread {
 CThreads::CThreads(unsigned count, Function function, void* argument) {
     mThreads.reserve(count);  // what runs is never lost
     while (mThreads.size() < count) {
-        auto thread     = std::make_unique<CThread>(function, argument);
+        std::unique_ptr<CThread> thread(new (std::nothrow) CThread(function, argument));  // others may run
+        if (!thread) break;
         thread->mThread = CreateThread(nullptr, 0, &CThread::Run, thread.get(), 0, nullptr);
         if (thread->mThread == nullptr) break;
         mThreads.push_back(std::move(thread));

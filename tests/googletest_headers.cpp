@@ -1,0 +1,1 @@
+// Nothing: the target whose headers are compiled in advance needs a source.
