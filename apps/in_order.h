@@ -159,8 +159,8 @@ class CInOrder {
     std::size_t        mTaken = 0;  ///< how many of them somebody works on, or has
     std::size_t        mMost  = 0;  ///< how many of them there may be
     std::exception_ptr mFailure;    ///< what `next` threw on another thread
-    bool               mEnd   = false;
-    bool               mStop  = false;
+    bool               mEnd  = false;
+    bool               mStop = false;
 };
 
 }  // namespace preview

@@ -7,8 +7,8 @@
 namespace platform {
 
 /// A file that is written piece by piece and stands in its place once it is whole: until then what was
-/// there stays, and nothing is left of one that is given up (but a draft, `.tarvex-*.part`, of a program that is
-/// ended amid its work). A pipe or a device is written to as it is.
+/// there stays, and nothing is left of one that is given up (but a draft, `.tarvex-*.part`, of a program that
+/// is ended amid its work). A pipe or a device is written to as it is.
 class CWholeFile {
   public:
     CWholeFile() = default;

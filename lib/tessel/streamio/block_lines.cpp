@@ -50,8 +50,7 @@ bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
         mItems = 1;
         if (name.Type() == ETokenType::Keyword) {
             const std::wstring_view word = name.View();
-            if (mBuffer.NamesEqual(word, mEnd))
-                return scope == EScope::kBlock && ReadEnd(block);
+            if (mBuffer.NamesEqual(word, mEnd)) return scope == EScope::kBlock && ReadEnd(block);
             if (mBuffer.NamesEqual(word, mBegin)) {
                 read = ReadBegin(block);
                 continue;
