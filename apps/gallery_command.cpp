@@ -86,7 +86,7 @@ std::string ProjectElements(const CProjectInfo& info) {
         pictureElement = PictureElement(picture);
         reason.clear();
     } else if (!info.mHasPreview && reason.empty()) {
-        reason = "no preview block";
+        reason = WhyNoPreview(info.mSize);
     }
     json["modified"]   = info.mModified ? ordered_json(*info.mModified) : ordered_json();
     json["hasPicture"] = !pictureElement.empty();

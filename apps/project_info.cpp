@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
@@ -63,6 +64,12 @@ CProjectInfo ReadProjectInfo(const std::string& file) {
     info.mHasPreview = GetProjectPreviewData(path, info.mDesigns);
     if (info.mHasPreview) GetProjectThumbnailText(path, info.mThumbnail);
     return info;
+}
+
+const char* WhyNoPreview(std::optional<std::uint64_t> size) {
+    constexpr std::uint64_t kMost = std::numeric_limits<std::int32_t>::max();  // positions have 32 bits
+    return size.value_or(0) > kMost ? "the preview is looked for in files of less than 2 GiB"
+                                    : "no preview block";
 }
 
 const char* EncodingName(const CThumbnailText& thumbnail) {

@@ -40,6 +40,9 @@ const char* EncodingName(const ProjectPreviewHelper::CThumbnailText& thumbnail);
 /// The picture's size in bytes.
 std::size_t DecodedSize(const ProjectPreviewHelper::CThumbnailText& thumbnail);
 
+/// Why a file of this size, which can be opened, has no preview.
+const char* WhyNoPreview(std::optional<std::uint64_t> size);
+
 /// The object that `info --json` prints.
 nlohmann::ordered_json ToJson(const CProjectInfo& info);
 

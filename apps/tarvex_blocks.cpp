@@ -355,7 +355,7 @@ CLI::App* AddTree(CLI::App& app, COptions& options) {
 }
 
 CLI::App* AddFormat(CLI::App& app, COptions& options) {
-    CLI::App* format = app.add_subcommand("format", "Writes a file anew as tidy text.");
+    CLI::App* format = app.add_subcommand("format", "Writes a file anew as tidy text, without its comments.");
     AddOutput(format, options, "The file to write; standard output unless given, or -");
     AddFile(format, options);
     return format;

@@ -2,12 +2,14 @@
 #include "apps/project_info.h"
 #include "apps/project_picture.h"
 #include "apps/tool.h"
+#include "tessel/platform/platform.h"
 
 #include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -41,7 +43,10 @@ std::uint32_t ToNumber(const std::string& text) {
 bool ReadPicture(const AString& path, CPicture& picture, std::string* reason) {
     CThumbnailText text;
     if (!tool::CanOpen(path, reason)) return false;
-    *reason = "no preview block";
+    platform::CFileInfo attributes;
+    *reason = WhyNoPreview(platform::GetFileInfo(path.ToNarrow().c_str(), &attributes)
+                               ? std::optional<std::uint64_t>(attributes.mSize)
+                               : std::nullopt);
     return GetProjectThumbnailText(path, text) && DecodePicture(text, picture, reason);
 }
 

@@ -20,7 +20,7 @@ int Tip(const CLI::App& app, const CFiles& files) {
         const AString     path = tool::PathFromArgument(file);
         const std::string tip  = tool::NarrowToUtf8(ComposeInfoTip(path.ToNarrow()));
         if (files.size() > 1)
-            std::cout << (&file == &files.front() ? "" : "\n") << tool::ValidUtf8(file) << ":\n";
+            std::cout << (&file == &files.front() ? "" : "\n") << tool::OneLine(file) << ":\n";
         std::cout << tip << '\n';
         std::string reason;
         if (tool::CanOpen(path, &reason)) return tool::kAllWell;

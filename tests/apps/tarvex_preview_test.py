@@ -244,6 +244,12 @@ class Thumbnail(ToolTest):
             self.check(['thumbnail', '-o', 'out.png', name], 1, '', f'tarvex-preview: {re.escape(name)}: {reason}\\n')
             self.assertFalse((self.folder / 'out.png').exists())
 
+    @unittest.skipIf(WINDOWS, 'sparse files')
+    def test_a_file_of_2_gib(self):
+        self.sample('coil.tarvex')
+        os.truncate(self.folder / 'coil.tarvex', 2**31)
+        self.check(['thumbnail', '-o', 'out.png', 'coil.tarvex'], 1, '', r'.*: the preview is looked for in files of less than 2 GiB\n')
+
     def test_no_older_picture_stands_for_one_that_cannot_be_made(self):
         self.sample('no_preview.tarvex')
         picture = self.stored('bandpass.tarvex')
