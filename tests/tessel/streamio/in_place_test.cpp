@@ -293,7 +293,7 @@ TEST(InPlace, DecimalNumbersAreRoundedOnce) {
     };
     std::size_t known = 0;
     for (int i = 0; i < 200'000; ++i) {
-        std::string digits(1 + random() % 19, '0');
+        std::string digits(1 + static_cast<std::size_t>(random() % 19), '0');
         // Halves of what a double can tell are the hard ones: 2^53 + 1, 2^54 + 2 and so on, and their
         // neighbours.
         const std::uint64_t halves =
@@ -301,7 +301,7 @@ TEST(InPlace, DecimalNumbersAreRoundedOnce) {
         const std::string hard = std::to_string(i % 3 == 0 ? halves : random());
         for (std::size_t at = 0; at < digits.size(); ++at)
             digits[at] = hard[at % hard.size()];
-        known += check(digits, random() % digits.size()) ? 1 : 0;
+        known += check(digits, static_cast<std::size_t>(random() % digits.size())) ? 1 : 0;
     }
     for (const char* digits : {"0", "000", "9007199254740993", "9999999999999999999", "0000000000000000001"})
         for (std::size_t decimals = 0; decimals < std::strlen(digits); ++decimals)
