@@ -23,9 +23,7 @@ bool Is(const Object& object) noexcept {
 }  // namespace
 
 CLineComposer::CLineComposer(CToken_ostream& stream) noexcept
-    : mStream(stream),
-      mBuffer(stream.TokenBuffer()),
-      mUsual(Is<CToken_ostream>(stream) || Is<CToken_ostring>(stream)) {}
+    : mBuffer(stream.TokenBuffer()), mUsual(Is<CToken_ostream>(stream) || Is<CToken_ostring>(stream)) {}
 
 bool CLineComposer::Open() noexcept {
     return mRoom.mNext != nullptr || (mUsual && mBuffer.OpenLines(mRoom));

@@ -52,7 +52,6 @@ class CLineComposer {
         return static_cast<std::size_t>(mRoom.mLimit - mNext) >= units;
     }
 
-    CToken_ostream&   mStream;
     CToken_streambuf& mBuffer;
     bool              mUsual;            ///< streams of a class of their own may write in a way of their own
     CLineRoom         mRoom;             ///< `mNext`: behind the last whole line
