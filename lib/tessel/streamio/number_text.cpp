@@ -63,12 +63,13 @@ bool IsHuge(std::string_view number) {
 
 constexpr std::ptrdiff_t kWholeDigits = 19;  // that many fit 64 bits
 
-constexpr auto kPowersOfTen = [] {
+constexpr std::array<std::uint64_t, kWholeDigits + 1> PowersOfTen() noexcept {
     std::array<std::uint64_t, kWholeDigits + 1> powers{1};
     for (std::size_t i = 1; i < powers.size(); ++i)
         powers[i] = powers[i - 1] * 10;
     return powers;
-}();
+}
+constexpr auto kPowersOfTen = PowersOfTen();
 
 constexpr double kTwoTo53 = 9007199254740992.0;
 
