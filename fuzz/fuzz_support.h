@@ -94,11 +94,11 @@ inline io::CBlock Parsed(std::string_view bytes) {
 }
 
 /// What a writer of `CToken_ostream` leaves in a file.
-template <class Write>
+template <class Stream = CToken_ostream, class Write>
 std::string FileBytes(EForm form, std::uint32_t flags, Write write) {
-    auto           chars = std::make_unique<std::wostringstream>();
-    const auto&    units = *chars;
-    CToken_ostream stream(std::move(chars), flags, GrammarOf(form));
+    auto        chars = std::make_unique<std::wostringstream>();
+    const auto& units = *chars;
+    Stream      stream(std::move(chars), flags, GrammarOf(form));
     write(stream);
     Require(stream.Close(), "everything can be written to memory");
     const std::wstring written = units.str();

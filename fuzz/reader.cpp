@@ -1,5 +1,5 @@
 // A tree does not depend on the chunks in which its file comes; and whatever tree came of a file, written
-// and read it is the same again, in both forms, as a file and in memory.
+// and read it is the same again, in both forms, as a file and in memory; composed a line at a time or not.
 //
 // Options: flags of the stream; items to be read at most; chunk.
 
@@ -19,7 +19,8 @@ std::uint32_t Flags(unsigned byte) {
 std::string Tree(std::string_view bytes, std::size_t chunk, std::uint32_t flags, std::size_t items) {
     const auto stream = ChunkStream(bytes, chunk, flags);
     stream->SetReadLimits(static_cast<std::size_t>(-1), items);
-    return DumpFile(*stream) + " line " + std::to_string(stream->LineNumber());
+    const std::string tree = DumpFile(*stream);  // reads: before the line is asked for
+    return tree + " line " + std::to_string(stream->LineNumber());
 }
 
 void CheckEstimates(const CBlock& tree, EForm form) {
@@ -33,6 +34,12 @@ void CheckEstimates(const CBlock& tree, EForm form) {
         Require(estimate + start >= bytes.size(), "an estimate bounds the length");
     }
 }
+
+/// A stream of a class of its own, to which items are written token by token.
+class COwnStream : public CToken_ostream {
+  public:
+    using CToken_ostream::CToken_ostream;
+};
 
 AString MemoryText(const CBlock& tree, EForm form) {
     CToken_ostring out(0, GrammarOf(form));
@@ -53,6 +60,7 @@ void CheckRoundTrip(const CBlock& tree, EForm form) {
     CheckSame(again, tree, form);
     RequireSame(FileBytes(form, 0, [&](CToken_ostream& stream) { again.WriteFile(stream); }), bytes,
                 "what is written twice is the same");
+    RequireSame(FileBytes<COwnStream>(form, 0, write), bytes, "lines are composed as tokens are written");
 
     const AString  text = MemoryText(tree, form);
     CToken_istring stream(text);

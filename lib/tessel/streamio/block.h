@@ -64,10 +64,7 @@ class CBlock : public CBlock_item {
     // --- adding. A null item adds nothing.
 
     void AddItem(CBlockItemPtr item) {
-        if (!item) return;
-        const ItemPos added = mItems.emplace_back(std::move(item));
-        if (mNames) IndexOrErase(added);
-        mCursor = added;
+        if (item) Added(mItems.emplace_back(std::move(item)));
     }
     /// Adds a new item of that kind with the source's name and contents; a source of another kind
     /// gives its name only. A block's items are shared with the source.
@@ -124,6 +121,12 @@ class CBlock : public CBlock_item {
   private:
     friend class CBlockLines;
 
+    /// Adds an item that nobody holds yet.
+    void AddNew(CBlock_item* item) { Added(io::AddNew(mItems, item)); }
+    void Added(ItemPos item) {
+        if (mNames) IndexOrErase(item);
+        mCursor = item;
+    }
     void        IndexOrErase(ItemPos added);
     void        StartReading(const CToken& name);
     void        ReadBody(CToken_istream& stream);

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "tessel/streamio/block_ptr.h"
-
-#include <vector>
+#include "tessel/streamio/item_array.h"
 
 namespace io {
 
@@ -30,11 +29,10 @@ class CBlock_func : public CBlock_func_arg {
     const CToken* SoleValue() const override;
 
     /// Null pointers among the arguments stand for nothing.
-    const std::vector<CBlockFuncArgPtr>& Arguments() const noexcept { return mArguments; }
-    void                                 Append(CBlockFuncArgPtr argument) {
-                                        constexpr std::size_t kFew = 4;
-                                        if (mArguments.empty()) mArguments.reserve(kFew);
-        mArguments.push_back(std::move(argument));
+    const CItemArray<CBlockFuncArgPtr>& Arguments() const noexcept { return mArguments; }
+    void                                Append(CBlockFuncArgPtr argument) {
+                                       if (mArguments.empty()) mArguments.reserve(kFew);
+        mArguments.emplace_back(std::move(argument));
     }
 
   protected:
@@ -42,8 +40,12 @@ class CBlock_func : public CBlock_func_arg {
     virtual void TakeArgument(CToken_istream& stream);
 
   private:
-    CToken                        mName;
-    std::vector<CBlockFuncArgPtr> mArguments;
+    friend class CBlockLines;
+
+    static constexpr std::size_t kFew = 4;  ///< arguments that there is room for when there are any
+
+    CToken                       mName;
+    CItemArray<CBlockFuncArgPtr> mArguments;
 };
 
 }  // namespace io

@@ -42,11 +42,10 @@ bool CBlockLines::EndItem() {
 
 bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
     CToken name;
-    for (bool read = true; read;) {
+    for (bool read = true; read && mStream.MayCountItems(1);) {
         do {
             if (!mCursor.LexName(name)) return false;
         } while (name.Type() == ETokenType::Eol);
-        if (!name.CanBeName()) return false;
         mItems = 1;
         if (name.Type() == ETokenType::Keyword) {
             const std::wstring_view word = name.View();
@@ -55,6 +54,8 @@ bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
                 read = ReadBegin(block);
                 continue;
             }
+        } else if (!name.CanBeName()) {
+            return false;
         }
         const wchar_t symbol = mCursor.TakeSymbol();
         read                 = symbol == L'=' ? ReadNamedValue(block, name) : ReadList(block, name, symbol);
@@ -66,7 +67,7 @@ bool CBlockLines::ReadBegin(CBlock& block) {
     CToken name;
     if (mStream.IsNestingFull() || !mCursor.Lex(name) || !name.CanBeName()) return false;
     if (!EndItem()) return false;
-    auto* const         inner = NewItem<CBlock>(mPool);
+    auto* const         inner = mPool->Make<CBlock>();
     const CBlockItemPtr item(inner);
     inner->StartReading(name);
     bool ended = false;
@@ -100,7 +101,7 @@ bool CBlockLines::ReadEnd(const CBlock& block) {
 bool CBlockLines::ReadNamedValue(CBlock& block, CToken& name) {
     CToken value;
     if (!mCursor.Lex(value) || !value.CanBeValue() || !EndItem()) return false;
-    block.AddItem(NewItem<CBlock_named_value>(mPool, std::move(name), std::move(value)));
+    block.AddNew(mPool->Make<CBlock_named_value>(std::move(name), std::move(value)));
     return true;
 }
 
@@ -117,19 +118,18 @@ bool CBlockLines::ReadList(CBlock& block, CToken& name, wchar_t open) {
 }
 
 CBlockItemPtr CBlockLines::ReadVec(CToken& name) {
-    auto* const   vec = NewItem<CBlock_vec>(mPool);
-    CBlockItemPtr item(vec);
-    vec->SetNameToken(std::move(name));
     CToken first;
     if (!mCursor.Lex(first)) return {};
-    if (first.IsSymbol(L']')) return item;
+    if (first.IsSymbol(L']')) return CBlockItemPtr(NewVec(name, 0));
     if (!first.CanBeValue() || (first.IsNumeric() && !CBlock_vec::IsCount(first))) return {};
-    wchar_t behind = mCursor.TakeSymbol();
-    if (behind == L':' && first.IsNumeric()) {
-        vec->Expect(first);
+    wchar_t           behind  = mCursor.TakeSymbol();
+    const bool        counted = behind == L':' && first.IsNumeric();
+    CBlock_vec* const vec     = NewVec(name, counted ? CBlock_vec::Expected(first) : 1);
+    CBlockItemPtr     item(vec);
+    if (counted) {
         behind = L',';
     } else {
-        vec->Append(std::move(first));
+        vec->mElements.emplace_back(std::move(first));
         ++mItems;
     }
     for (; behind == L','; ++mItems) {
@@ -142,13 +142,22 @@ CBlockItemPtr CBlockLines::ReadVec(CToken& name) {
         if (!element.CanBeValue()) return {};
         behind = mCursor.TakeSymbol();
     }
-    return behind == L']' ? item : CBlockItemPtr();
+    if (behind != L']') return {};
+    return item;
+}
+
+CBlock_vec* CBlockLines::NewVec(CToken& name, std::size_t room) {
+    auto* const vec = mPool->MakeWithRoom<CBlock_vec>(room * sizeof(CToken));
+    vec->mElements.Lend(CItemPool::RoomBehind(vec), room);
+    vec->mName = std::move(name);
+    return vec;
 }
 
 CBlockItemPtr CBlockLines::ReadFunc(CToken& name) {
-    auto* const   func = NewItem<CBlock_func>(mPool);
+    auto* const func = mPool->MakeWithRoom<CBlock_func>(CBlock_func::kFew * sizeof(CBlockFuncArgPtr));
+    func->mArguments.Lend(CItemPool::RoomBehind(func), CBlock_func::kFew);
+    func->mName = std::move(name);
     CBlockItemPtr item(func);
-    func->SetNameToken(std::move(name));
     for (CToken argument;;) {
         if (!mCursor.Lex(argument)) return {};
         if (argument.IsSymbol(L')')) return item;
@@ -165,12 +174,12 @@ wchar_t CBlockLines::ReadArgument(CBlock_func& func, CToken& token) {
     ++mItems;
     const wchar_t behind = mCursor.TakeSymbol();
     if (behind != L'=') {
-        func.Append(NewItem<CBlock_value>(mPool, std::move(token)));
+        AddNew(func.mArguments, mPool->Make<CBlock_value>(std::move(token)));
         return behind;
     }
     CToken value;
     if (token.IsNoToken() || !mCursor.Lex(value) || !value.CanBeValue()) return L'\0';
-    func.Append(NewItem<CBlock_named_value>(mPool, std::move(token), std::move(value)));
+    AddNew(func.mArguments, mPool->Make<CBlock_named_value>(std::move(token), std::move(value)));
     return mCursor.TakeSymbol();
 }
 

@@ -40,6 +40,7 @@ class CBlockLines {
     bool          ReadList(CBlock& block, CToken& name, wchar_t open);
     bool          EndItem();
     CBlockItemPtr ReadVec(CToken& name);
+    CBlock_vec*   NewVec(CToken& name, std::size_t room);
     CBlockItemPtr ReadFunc(CToken& name);
     wchar_t       ReadArgument(CBlock_func& func, CToken& token);
     void          Accept();

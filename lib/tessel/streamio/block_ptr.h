@@ -70,6 +70,17 @@ class CBlock_ptr : public CStreamio_object {
     T* mItem = nullptr;
 };
 
+/// Adds an item that nobody holds yet at the end of a list of what holds items.
+template <class List, class T>
+decltype(auto) AddNew(List& list, T* item) {
+    try {
+        return list.emplace_back(item);
+    } catch (...) {
+        const CBlock_ptr<T> unlisted(item);
+        throw;
+    }
+}
+
 class CBlock;
 class CBlock_func;
 class CBlock_vec;

@@ -37,9 +37,10 @@ void CBlock_vec::ReadCount(CToken_istream& stream) {
     stream.ReadToken(number);
     if (stream.IsAt(L':')) {
         stream.NextToken();
-        Expect(number);
+        mElements.reserve(Expected(number));
         return;
     }
+    stream.CountItem();
     TakeElement(std::move(number));
     ReadSeparator(stream);
 }
@@ -49,9 +50,9 @@ bool CBlock_vec::IsCount(const CToken& number) noexcept {
     return GetTokenValue(number, count);
 }
 
-void CBlock_vec::Expect(const CToken& count) {
+std::size_t CBlock_vec::Expected(const CToken& count) noexcept {
     constexpr double kMost = 16;  // a count can say anything
-    mElements.reserve(static_cast<std::size_t>(std::clamp(count.Number(), 0.0, kMost)));
+    return static_cast<std::size_t>(std::clamp(count.Number(), 0.0, kMost));
 }
 
 void CBlock_vec::ReadSeparator(CToken_istream& stream) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessel/streamio/block_item.h"
+#include "tessel/streamio/item_array.h"
 
 #include <cstdint>
 #include <vector>
@@ -32,13 +33,13 @@ class CBlock_vec : public CBlock_func_arg {
     bool          IsVec() const override { return true; }
     const CToken* SoleValue() const override { return mElements.size() == 1 ? &mElements[0] : nullptr; }
 
-    const std::vector<CToken>& Elements() const noexcept { return mElements; }
-    void                       Append(CToken element) { mElements.push_back(std::move(element)); }
+    const CItemArray<CToken>& Elements() const noexcept { return mElements; }
+    void                      Append(CToken element) { mElements.emplace_back(std::move(element)); }
 
     /// Whether a number can be the count before a ":".
     static bool IsCount(const CToken& number) noexcept;
-    /// Makes room for as many elements as a count says, up to what is never too much.
-    void Expect(const CToken& count);
+    /// How many elements to make room for when a count says so: up to what is never too much.
+    static std::size_t Expected(const CToken& count) noexcept;
 
     /// The texts of all elements; empty for one that has none.
     std::vector<AString> Strings() const;
@@ -47,7 +48,7 @@ class CBlock_vec : public CBlock_func_arg {
 
   protected:
     /// Takes an element that was read; appends it.
-    virtual void TakeElement(CToken element) { mElements.push_back(std::move(element)); }
+    virtual void TakeElement(CToken element) { mElements.emplace_back(std::move(element)); }
 
   private:
     friend class CBlockLines;
@@ -55,8 +56,8 @@ class CBlock_vec : public CBlock_func_arg {
     void ReadCount(CToken_istream& stream);
     void ReadSeparator(CToken_istream& stream);
 
-    CToken              mName;
-    std::vector<CToken> mElements;
+    CToken             mName;
+    CItemArray<CToken> mElements;
 };
 
 }  // namespace io

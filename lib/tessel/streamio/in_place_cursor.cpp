@@ -14,6 +14,7 @@ bool CInPlaceCursor::LexWord(CToken& token) {
     const std::wstring_view text(start, end);
     if (mRules->mGrammar->IsKeyword(text)) {
         mRules->mTexts->Set(token, ETokenType::Keyword, text);
+        if (mRules->mIsDefault) token.NoteWord();
     } else {
         const ETokenType type = mRules->mGrammar->TypeOfWord(text);
         if (type == ETokenType::CData) return false;
@@ -25,23 +26,15 @@ bool CInPlaceCursor::LexWord(CToken& token) {
 
 bool CInPlaceCursor::LexName(CToken& token) {
     if (Skip() != kInWord) return Lex(token);
-    mToken              = mNext;
-    CRecentTexts& texts = *mRules->mTexts;
-    if (TakeWord(texts.ExpectedName()) && texts.SetExpectedName(token)) return true;
-    mNext = mToken;
+    mToken                           = mNext;
+    CRecentTexts&           texts    = *mRules->mTexts;
+    const std::wstring_view expected = texts.ExpectedName();
+    if (!expected.empty() && mRules->mWords && IsWordHere(expected) && texts.SetExpectedName(token)) {
+        mNext += expected.size();
+        return true;
+    }
     if (!LexWord(token)) return false;
     texts.NoteName();
-    return true;
-}
-
-/// Passes over a word that was one before, if it is the one that is here.
-bool CInPlaceCursor::TakeWord(std::wstring_view word) noexcept {
-    const CUnits end = mNext + word.size();
-    if (word.empty() || static_cast<std::size_t>(mEnd - mNext) <= word.size() || !mRules->mWords)
-        return false;
-    if (!CToken::EqualUnits(mNext, word.data(), word.size()) || !Table().Leads(kInWord, *end, kEndWord))
-        return false;
-    mNext = end;
     return true;
 }
 
@@ -58,21 +51,24 @@ bool CInPlaceCursor::LexQuoted(CToken& token, const CQuotedStates& states) {
 
 /// Lexes a number. One of few digits and at most a point needs no conversion to speak of.
 bool CInPlaceCursor::LexNumber(CToken& token, ELexState state) {
-    if (state != kInInteger && state != kAfterZero && state != kAfterSign)
+    CUnits first    = mNext;
+    bool   negative = false;
+    if (state == kAfterSign) {
+        negative = *first == L'-';
+        if (negative || *first == L'+') ++first;
+    } else if (state != kInInteger && state != kAfterZero) {
         return LexAnyNumber(token, state, mNext + 1);
-    const bool   negative = *mNext == L'-';
-    const CUnits first    = negative || *mNext == L'+' ? mNext + 1 : mNext;
-    CDecimal     decimal;
-    CUnits       next = AddDigits(first, decimal.mDigits);
-    if (next == first) return LexAnyNumber(token, state, first);
-    decimal.mCount = next - first;
-    state          = *first == L'0' && decimal.mCount == 1 ? kAfterZero : kInInteger;
-    if (next != mEnd && *next == L'.') {
-        const CUnits point = next;
-        next               = AddDigits(point + 1, decimal.mDigits);
-        decimal.mDecimals  = next - point - 1;
-        decimal.mCount += decimal.mDecimals;
-        state = kInFraction;
+    }
+    std::uint64_t digits = 0;
+    const CUnits  point  = AddDigits(first, digits);
+    if (point == first) return LexAnyNumber(token, state, first);
+    CDecimal decimal{digits, point - first, 0};
+    CUnits   next = point;
+    state         = *first == L'0' && decimal.mCount == 1 ? kAfterZero : kInInteger;
+    if (point != mEnd && *point == L'.') {
+        next    = AddDigits(point + 1, digits);
+        decimal = {digits, next - first - 1, next - point - 1};
+        state   = kInFraction;
     }
     if (!IsKnown(next)) return false;
     const ELexState end = Table().Next(state, *next);
@@ -94,7 +90,7 @@ CInPlaceCursor::CUnits CInPlaceCursor::AddDigits(CUnits next, std::uint64_t& val
 }
 
 /// Lexes the number that these digits make, which end before `next`.
-bool CInPlaceCursor::LexManyDigits(CToken& token, const CDecimal& decimal, CUnits next) {
+bool CInPlaceCursor::LexManyDigits(CToken& token, CDecimal decimal, CUnits next) {
     double value = 0.0;
     if (!decimal.Get(&value)) return LexAnyNumber(token, Table().Next(kStart, *mNext), mNext + 1);
     const bool whole = std::find(mNext, next, L'.') == next;

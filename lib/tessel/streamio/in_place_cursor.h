@@ -19,6 +19,7 @@ struct CInPlaceRules {
     bool                 mComments   = false;    ///< are returned
     bool                 mWhiteSpace = false;    ///< is returned
     bool                 mWords      = true;     ///< are plain: neither changed in case nor in kind
+    bool                 mIsDefault  = false;    ///< the grammar is the library's default
     bool                 mUtf8       = false;    ///< characters from 128 on are UTF-8
     wchar_t              mSpecial    = 0;  ///< the character that may begin a number besides digits; or 0
     CRecentTexts*        mTexts      = nullptr;
@@ -33,7 +34,12 @@ class CInPlaceCursor {
   public:
     CInPlaceCursor() = default;
     CInPlaceCursor(const CInPlaceRules& rules, std::wstring_view units) noexcept
-        : mRules(&rules), mFrom(units.data()), mNext(mFrom), mEnd(mFrom + units.size()), mToken(mFrom) {}
+        : mRules(&rules),
+          mTable(rules.mTable),
+          mFrom(units.data()),
+          mNext(mFrom),
+          mEnd(mFrom + units.size()),
+          mToken(mFrom) {}
 
     /// Lexes the next token.
     bool Lex(CToken& token);
@@ -68,7 +74,7 @@ class CInPlaceCursor {
   private:
     using CUnits = const wchar_t*;
 
-    const CLexTable& Table() const noexcept { return *mRules->mTable; }
+    const CLexTable& Table() const noexcept { return *mTable; }
     /// Where the run of characters that leave the state as it is ends.
     CUnits EndOfRun(ELexState state, CUnits next) const noexcept {
         const CLexTable& table = Table();
@@ -86,11 +92,16 @@ class CInPlaceCursor {
     ELexState Skip() noexcept;
     bool      EndLine(ELexState state) noexcept;
     /// Whether the symbol here is one whatever follows it. A character that no token can hold would spoil it.
-    bool   IsPlainSymbol() const noexcept { return *mNext != mRules->mSpecial && IsKnown(mNext + 1); }
-    bool   LexWord(CToken& token);
-    bool   TakeWord(std::wstring_view word) noexcept;
+    bool IsPlainSymbol() const noexcept { return *mNext != mRules->mSpecial && IsKnown(mNext + 1); }
+    bool LexWord(CToken& token);
+    /// Whether the word here is this one, which was a word before. @pre it is not empty.
+    bool IsWordHere(std::wstring_view word) const noexcept {
+        return static_cast<std::size_t>(mEnd - mNext) > word.size() &&
+               CToken::EqualUnits(mNext, word.data(), word.size()) &&
+               Table().Leads(kInWord, mNext[word.size()], kEndWord);
+    }
     bool   LexNumber(CToken& token, ELexState state);
-    bool   LexManyDigits(CToken& token, const CDecimal& decimal, CUnits next);
+    bool   LexManyDigits(CToken& token, CDecimal decimal, CUnits next);
     bool   LexAnyNumber(CToken& token, ELexState state, CUnits next);
     CUnits AddDigits(CUnits next, std::uint64_t& value) const noexcept;
     struct CQuotedStates;
@@ -99,6 +110,7 @@ class CInPlaceCursor {
     bool DecodeInText(CUnits& next, ELexState state, std::wstring& text) const;
 
     const CInPlaceRules* mRules = nullptr;
+    const CLexTable*     mTable = nullptr;  ///< of the rules
     CUnits               mFrom  = nullptr;
     CUnits               mNext  = nullptr;
     CUnits               mEnd   = nullptr;

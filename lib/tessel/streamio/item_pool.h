@@ -22,18 +22,16 @@ class CItemPool {
     /// A new item, held by nobody yet.
     template <class T, class... Arguments>
     T* Make(Arguments&&... arguments) {
-        static_assert(alignof(T) <= kAlignment);
-        char* memory = Take(sizeof(T));
-        T*    item   = nullptr;
-        try {
-            item = new (memory) T(std::forward<Arguments>(arguments)...);
-        } catch (...) {
-            Release(mChunk);
-            throw;
-        }
-        static_cast<CBlock_item*>(item)->mPoolOffset =
-            static_cast<std::uint32_t>(memory - reinterpret_cast<char*>(mChunk));
-        return item;
+        return MakeIn<T>(Take(sizeof(T)), std::forward<Arguments>(arguments)...);
+    }
+    /// A new item with room for more in one piece: that begins at `RoomBehind` it.
+    template <class T>
+    T* MakeWithRoom(std::size_t bytes) {
+        return MakeIn<T>(Take(RoundUp(sizeof(T)) + bytes));
+    }
+    template <class T>
+    static void* RoomBehind(T* item) noexcept {
+        return reinterpret_cast<char*>(item) + RoundUp(sizeof(T));
     }
     /// Items made from now on share no memory with those made before.
     void LetGo() noexcept;
@@ -49,8 +47,25 @@ class CItemPool {
         std::size_t mSize;     ///< bytes, with this
     };
 
+    static constexpr std::size_t RoundUp(std::size_t size) noexcept {
+        return (size + kAlignment - 1) / kAlignment * kAlignment;
+    }
+    template <class T, class... Arguments>
+    T* MakeIn(char* memory, Arguments&&... arguments) {
+        static_assert(alignof(T) <= kAlignment);
+        T* item = nullptr;
+        try {
+            item = new (memory) T(std::forward<Arguments>(arguments)...);
+        } catch (...) {
+            Release(mChunk);
+            throw;
+        }
+        static_cast<CBlock_item*>(item)->mPoolOffset =
+            static_cast<std::uint32_t>(memory - reinterpret_cast<char*>(mChunk));
+        return item;
+    }
     char* Take(std::size_t size) {
-        size = (size + kAlignment - 1) / kAlignment * kAlignment;
+        size = RoundUp(size);
         if (mChunk == nullptr || mChunk->mSize - mUsed < size) StartChunk(size);
         ++mChunk->mHolders;
         return reinterpret_cast<char*>(mChunk) + std::exchange(mUsed, mUsed + size);

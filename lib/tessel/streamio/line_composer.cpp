@@ -26,7 +26,13 @@ CLineComposer::CLineComposer(CToken_ostream& stream) noexcept
     : mBuffer(stream.TokenBuffer()), mUsual(Is<CToken_ostream>(stream) || Is<CToken_ostring>(stream)) {}
 
 bool CLineComposer::Open() noexcept {
-    return mRoom.mNext != nullptr || (mUsual && mBuffer.OpenLines(mRoom));
+    if (mRoom.mNext != nullptr) return true;
+    if (!mUsual || !mBuffer.OpenLines(mRoom)) return false;
+    const auto first = [](std::wstring_view word) {
+        return word.empty() ? L'\0' : AString::LowerChar(word[0]);
+    };
+    mFrameFirst = {first(mRoom.mBegin), first(mRoom.mEnd)};
+    return true;
 }
 
 void CLineComposer::Close() noexcept {
@@ -86,7 +92,7 @@ bool CLineComposer::PutName(const CToken& name) {
 
 bool CLineComposer::PutText(const CToken& text) {
     const std::wstring_view view = text.View();
-    if (PutWord(view)) return true;
+    if (mRoom.mIsDefault && text.IsNotedWord() ? !IsFrame(view) && Put(view) : PutWord(view)) return true;
     // What is a word beyond the table's characters is not known here.
     return std::all_of(view.begin(), view.end(), CLexTable::Has) && PutQuoted(view, L'\'');
 }
@@ -110,10 +116,11 @@ bool CLineComposer::PutValue(const CToken& value) {
     }
 }
 
-/// Whether a word would not read back as a keyword, or as one that opens or closes a block.
-bool CLineComposer::IsSpecial(std::wstring_view word) const noexcept {
-    return !mRoom.mGrammar->IsKeyword(word) || CBase_grammar::SameWord(word, mRoom.mBegin) ||
-           CBase_grammar::SameWord(word, mRoom.mEnd);
+/// Whether a word would open or close a block. Hardly one begins as these do.
+bool CLineComposer::IsFrame(std::wstring_view word) const noexcept {
+    const wchar_t first = AString::LowerChar(word[0]);
+    return (first == mFrameFirst[0] && CBase_grammar::SameWord(word, mRoom.mBegin)) ||
+           (first == mFrameFirst[1] && CBase_grammar::SameWord(word, mRoom.mEnd));
 }
 
 /// A text that reads back as the same keyword.
@@ -125,7 +132,7 @@ bool CLineComposer::PutWord(std::wstring_view text) noexcept {
         if (!table.Stays(kInWord, text[i])) return false;
         mNext[i] = text[i];
     }
-    if (IsSpecial(text)) return false;
+    if (IsFrame(text) || !mRoom.mGrammar->IsKeyword(text)) return false;
     mNext += text.size();
     return true;
 }
@@ -167,20 +174,14 @@ bool CLineComposer::PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept {
 }
 
 bool CLineComposer::PutNumber(double value) {
-    CDigits digits;
-    if (!Fits(digits.size()) || std::isnan(value)) return false;
-    const std::string_view text = FormatExact(value, digits);
-    std::copy(text.begin(), text.end(), mNext);
-    mNext += text.size();
+    if (!Fits(kMostNumberUnits) || std::isnan(value)) return false;
+    mNext = PutExact(value, mNext);
     return true;
 }
 
 bool CLineComposer::Put(std::wstring_view text) noexcept {
     if (!Fits(text.size())) return false;
-    wchar_t* next = mNext;
-    for (const wchar_t ch : text)
-        *next++ = ch;
-    mNext = next;
+    mNext = std::copy(text.begin(), text.end(), mNext);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include "tessel/streamio/line_room.h"
 #include "tessel/streamio/token_ostream.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -37,7 +38,7 @@ class CLineComposer {
     bool PutName(const CToken& name);
     bool PutValue(const CToken& value);
     bool PutText(const CToken& text);
-    bool IsSpecial(std::wstring_view word) const noexcept;
+    bool IsFrame(std::wstring_view word) const noexcept;
     bool PutWord(std::wstring_view text) noexcept;
     bool PutQuoted(std::wstring_view text, wchar_t quote) noexcept;
     bool PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept;
@@ -52,11 +53,12 @@ class CLineComposer {
         return static_cast<std::size_t>(mRoom.mLimit - mNext) >= units;
     }
 
-    CToken_streambuf& mBuffer;
-    bool              mUsual;            ///< streams of a class of their own may write in a way of their own
-    CLineRoom         mRoom;             ///< `mNext`: behind the last whole line
-    wchar_t*          mNext  = nullptr;  ///< in the line being composed
-    std::uint32_t     mLines = 0;        ///< composed since the room was opened
+    CToken_streambuf&      mBuffer;
+    bool                   mUsual;  ///< streams of a class of their own may write in a way of their own
+    CLineRoom              mRoom;   ///< `mNext`: behind the last whole line
+    std::array<wchar_t, 2> mFrameFirst{};     ///< how the keywords of blocks begin, in lower case
+    wchar_t*               mNext  = nullptr;  ///< in the line being composed
+    std::uint32_t          mLines = 0;        ///< composed since the room was opened
 };
 
 }  // namespace io

@@ -116,97 +116,108 @@ std::wstring Format(Float value, int precision, const CNumberFormat& format) {
 
 }  // namespace
 
-void CNumberText::Set(std::string_view digits) noexcept {
-    mLength = digits.size();
-    std::copy(digits.begin(), digits.end(), mUnits.begin());
-}
-
 namespace {
 
-std::string_view Written(const CDigits& digits, std::to_chars_result result) {
-    return {digits.data(), result.ptr};
+// Eight digits at a time and without a loop, so that their number is nothing that a processor has to guess.
+
+constexpr std::size_t   kStep      = 8;
+constexpr std::uint64_t kStepPower = kPowersOfTen[kStep];
+
+/// The digits of a number below 10^8, one in each byte, the first in the lowest.
+std::uint64_t SplitDigits(std::uint64_t value) noexcept {
+    // Two numbers of four digits, four of two, eight of one; each division is a multiplication.
+    const std::uint64_t fours = value / 10000 | value % 10000 << 32;
+    const std::uint64_t high  = (fours * 10486 >> 20) & 0x0000'007F'0000'007F;
+    const std::uint64_t twos  = high | (fours - high * 100) << 16;
+    const std::uint64_t tens  = (twos * 103 >> 10) & 0x000F'000F'000F'000F;
+    return tens | (twos - tens * 10) << 8;
 }
 
-/// Writes decimal digits backwards, at least `fewest`.
-char* PutDigits(char* end, std::uint64_t value, int fewest = 1) noexcept {
-    const char* const most = end - fewest;
-    for (; value != 0; value /= 10)
-        *--end = static_cast<char>('0' + value % 10);
-    while (end > most)
-        *--end = '0';
-    return end;
+/// Writes eight units, whose digits these are.
+void PutEight(std::uint64_t digits, wchar_t* out) noexcept {
+    static_assert(std::endian::native == std::endian::little, "the lowest byte is the first");
+    const auto characters = std::bit_cast<std::array<unsigned char, kStep>>(digits | 0x3030'3030'3030'3030);
+    std::copy_n(characters.begin(), kStep, out);
 }
 
-std::string_view WithSign(CDigits& digits, char* first, bool negative) noexcept {
-    if (negative) *--first = '-';
-    return {first, digits.data() + digits.size()};
+/// Writes a number's digits, and may write some units more behind them.
+wchar_t* PutWhole(std::uint64_t value, wchar_t* out) noexcept {
+    if (value >= kStepPower) {
+        out = PutWhole(value / kStepPower, out);
+        PutEight(SplitDigits(value % kStepPower), out);
+        return out + kStep;
+    }
+    const std::uint64_t digits = SplitDigits(value);
+    // The last one is written also when it is 0.
+    const auto zeros = static_cast<std::size_t>(std::countr_zero(digits | std::uint64_t{1} << 56)) / 8;
+    PutEight(digits >> 8 * zeros, out);
+    return out + kStep - zeros;
 }
 
-std::string_view FormatWhole(std::int64_t value, CDigits& digits) noexcept {
-    const bool negative = value < 0;
-    const auto magnitude =
-        negative ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
-    return WithSign(digits, PutDigits(digits.data() + digits.size(), magnitude), negative);
+/// The same for the digits behind a point, with zeros in front and none at the end. @pre `value < 10^8`.
+wchar_t* PutFraction(std::uint64_t value, wchar_t* out) noexcept {
+    const std::uint64_t digits = SplitDigits(value);
+    PutEight(digits, out);
+    return out + kStep - static_cast<std::size_t>(std::countl_zero(digits)) / 8;
 }
 
 /// A number of so few decimals is a quotient of whole numbers, both exact, and its digits are those of the
-/// first. No other number of at most 15 digits is the same double, so no shorter one is either. Empty
-/// for any other number.
-template <int decimals>
-std::string_view FormatDecimals(double value, CDigits& digits) noexcept {
+/// first. No other number of at most 15 digits is the same double, so no shorter one is either. Null
+/// for any other number. @pre it is positive.
+template <std::size_t decimals>
+wchar_t* PutDecimals(double value, wchar_t* out) noexcept {
     constexpr std::uint64_t kUnit      = kPowersOfTen[decimals];
     constexpr auto          kScale     = static_cast<double>(kUnit);
     constexpr double        kMostExact = 1e15;
-    const double            magnitude  = std::fabs(value);
-    if (magnitude >= kMostExact / kScale) return {};
+    if (value >= kMostExact / kScale) return nullptr;
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): the next line sees whether it was right.
-    const auto all = static_cast<std::int64_t>(magnitude * kScale + 0.5);
-    if (static_cast<double>(all) / kScale != magnitude) return {};
-    std::uint64_t fraction = static_cast<std::uint64_t>(all) % kUnit;
-    int           length   = decimals;
-    for (; fraction % 10 == 0; fraction /= 10)
-        --length;
-    char* next = PutDigits(digits.data() + digits.size(), fraction, length);
-    *--next    = '.';
-    return WithSign(digits, PutDigits(next, static_cast<std::uint64_t>(all) / kUnit), value < 0);
+    const auto all = static_cast<std::int64_t>(value * kScale + 0.5);
+    if (static_cast<double>(all) / kScale != value) return nullptr;
+    out    = PutWhole(static_cast<std::uint64_t>(all) / kUnit, out);
+    *out++ = L'.';
+    return PutFraction(static_cast<std::uint64_t>(all) % kUnit * (kStepPower / kUnit), out);
 }
 
-std::string_view FormatFewDecimals(double value, CDigits& digits) noexcept {
+wchar_t* PutFewDecimals(double value, wchar_t* out) noexcept {
     constexpr double kLeast = 1e-3;  // smaller ones are shorter with an exponent
-    if (FLT_EVAL_METHOD != 0 || !(std::fabs(value) >= kLeast)) return {};
-    const std::string_view few = FormatDecimals<3>(value, digits);
-    return few.empty() ? FormatDecimals<6>(value, digits) : few;
+    if (FLT_EVAL_METHOD != 0 || !(value >= kLeast)) return nullptr;
+    wchar_t* const end = PutDecimals<3>(value, out);
+    return end != nullptr ? end : PutDecimals<6>(value, out);
+}
+
+wchar_t* PutAnyNumber(double value, wchar_t* out) noexcept {
+    if (std::isinf(value)) {
+        constexpr std::wstring_view kTooLarge = L"1e999";
+        return std::copy(kTooLarge.begin(), kTooLarge.end(), out);
+    }
+    std::array<char, kMostNumberUnits> digits;
+    return std::copy(digits.data(), std::to_chars(digits.begin(), digits.end(), value).ptr, out);
 }
 
 }  // namespace
 
-CNumberText FormatWhole(std::int64_t value) {
-    CNumberText text;
-    CDigits     digits;
-    text.Set(FormatWhole(value, digits));
-    return text;
+wchar_t* PutExact(double value, wchar_t* out) noexcept {
+    const double magnitude = std::fabs(value);
+    if (std::signbit(value)) *out++ = L'-';
+    if (!(magnitude < kTwoTo53)) return PutAnyNumber(magnitude, out);
+    const auto whole = static_cast<std::int64_t>(magnitude);
+    if (static_cast<double>(whole) == magnitude) return PutWhole(static_cast<std::uint64_t>(whole), out);
+    wchar_t* const end = PutFewDecimals(magnitude, out);
+    return end != nullptr ? end : PutAnyNumber(magnitude, out);
 }
 
-std::string_view FormatExact(double value, CDigits& digits) {
-    if (std::fabs(value) < kTwoTo53) {
-        const auto whole = static_cast<std::int64_t>(value);
-        if (static_cast<double>(whole) != value) {
-            const std::string_view few = FormatFewDecimals(value, digits);
-            if (!few.empty()) return few;
-        } else if (whole != 0 || !std::signbit(value)) {
-            return FormatWhole(whole, digits);
-        } else {
-            return "-0";
-        }
-    }
-    if (std::isinf(value)) return value > 0 ? "1e999" : "-1e999";
-    return Written(digits, std::to_chars(digits.data(), digits.data() + digits.size(), value));
+CNumberText FormatWhole(std::int64_t value) {
+    CNumberText text;
+    wchar_t*    next = text.mUnits.data();
+    if (value < 0) *next++ = L'-';
+    const auto bits = static_cast<std::uint64_t>(value);
+    text.mLength = static_cast<std::size_t>(PutWhole(value < 0 ? 0 - bits : bits, next) - text.mUnits.data());
+    return text;
 }
 
 CNumberText FormatExact(double value) {
     CNumberText text;
-    CDigits     digits;
-    text.Set(FormatExact(value, digits));
+    text.mLength = static_cast<std::size_t>(PutExact(value, text.mUnits.data()) - text.mUnits.data());
     return text;
 }
 

@@ -30,7 +30,8 @@ struct CDecimal {
     }
     double Quotient() const noexcept {
         const auto whole = static_cast<double>(static_cast<std::int64_t>(mDigits));
-        return mDecimals == 0 ? whole : whole / kPowers[mDecimals];
+        // In a wider format, where only numbers without decimals come, even a division by 1 might round.
+        return FLT_EVAL_METHOD != 0 ? whole : whole / kPowers[mDecimals];
     }
     /// The number. False when it takes more than a division: `ParseDecimal` knows it.
     bool Get(double* value) const noexcept;
@@ -44,11 +45,12 @@ struct CDecimal {
 /// positive 32-bit integer.
 bool ParseHexadecimal(std::wstring_view digits, double* value);
 
-/// Room for the digits of a number.
-using CDigits = std::array<char, 32>;
-/// The shortest text that reads back to the same number, as plain characters; see below.
-/// @return in `digits`, or of static storage.
-std::string_view FormatExact(double value, CDigits& digits);
+/// Units that a number's shortest text takes at most.
+inline constexpr std::size_t kMostNumberUnits = 32;
+/// Writes the shortest text that reads back to the same number; see below. No zero follows it.
+/// @param out  room for `kMostNumberUnits`, of which also those behind the text may be written to.
+/// @return behind the last unit.
+wchar_t* PutExact(double value, wchar_t* out) noexcept;
 
 /// A number's characters, in place.
 class CNumberText {
@@ -59,10 +61,8 @@ class CNumberText {
     friend CNumberText FormatExact(double value);
     friend CNumberText FormatWhole(std::int64_t value);
 
-    void Set(std::string_view digits) noexcept;
-
-    std::array<wchar_t, 32> mUnits;
-    std::size_t             mLength = 0;
+    std::array<wchar_t, kMostNumberUnits> mUnits;
+    std::size_t                           mLength = 0;
 };
 
 /// The shortest text that reads back to the same number. Whole numbers below 2^53 have neither point nor

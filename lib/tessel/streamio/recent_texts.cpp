@@ -6,21 +6,29 @@ void CRecentTexts::Share(bool on) {
     constexpr std::size_t kFirst = 64;
     mTexts.clear();
     mMisses = 0;
-    mSet = mName = kNone;
-    if (on) mTexts.resize(kFirst);
+    Resize(on ? kFirst : 0);
+}
+
+/// Texts stay where they are found by their hash, or are not found any more; the order of names is forgotten.
+void CRecentTexts::Resize(std::size_t size) {
+    mNone.mFollower = nullptr;
+    mSet = mName = &mNone;
+    for (CRecent& recent : mTexts)
+        recent.mFollower = nullptr;
+    mTexts.resize(size);
 }
 
 void CRecentTexts::SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t hash) {
     token.SetText(type, text);
     const std::size_t first = Place(hash);
     mTexts[first + 1]       = std::move(mTexts[first]);
-    mTexts[first]           = {token, Key(hash), kNone, type == ETokenType::Keyword};
-    mSet                    = static_cast<std::uint16_t>(first);
+    mTexts[first]           = {token, nullptr, Key(hash), type == ETokenType::Keyword};
+    mSet                    = &mTexts[first];
     if (++mMisses < 2 * mTexts.size()) return;
     // More room when many different texts come, up to what stays close at hand.
     constexpr std::size_t kMost = 1024;
     mMisses                     = 0;
-    if (mTexts.size() < kMost) mTexts.resize(2 * mTexts.size());
+    if (mTexts.size() < kMost) Resize(2 * mTexts.size());
 }
 
 }  // namespace io

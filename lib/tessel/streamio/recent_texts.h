@@ -15,13 +15,17 @@ namespace io {
 /// Texts that were read lately: names come again and again, and equal ones then share one text.
 class CRecentTexts {
   public:
+    CRecentTexts() noexcept                      = default;
+    CRecentTexts(const CRecentTexts&)            = delete;
+    CRecentTexts& operator=(const CRecentTexts&) = delete;
+
     /// On: starts to share. Off: forgets what was shared.
     void Share(bool on);
 
     /// Gives the token this text, shared where that is possible. A `Keyword` is a whole word of the text.
     void Set(CToken& token, ETokenType type, std::wstring_view text) {
         constexpr std::size_t kLongest = 32;  // longer ones hardly come again
-        mSet                           = kNone;
+        mSet                           = &mNone;
         if (mTexts.empty() || text.size() <= CToken::kInlineCapacity || text.size() > kLongest) {
             token.SetText(type, text);
             return;
@@ -33,7 +37,7 @@ class CRecentTexts {
             if (recent.mKey != Key(hash) || !recent.mText.HasSharedText(text)) continue;
             if (!token.ShareText(type, recent.mText)) continue;
             recent.mIsWord = recent.mIsWord || type == ETokenType::Keyword;
-            mSet           = static_cast<std::uint16_t>(at);
+            mSet           = &recent;
             return;
         }
         SetNew(token, type, text, hash);
@@ -42,39 +46,32 @@ class CRecentTexts {
     /// The names of lines come in the same order again and again. This is the one that came behind the name
     /// before, last time; empty when none did.
     std::wstring_view ExpectedName() const noexcept {
-        const CRecent* const expected = Expected();
-        return expected != nullptr ? expected->mText.View() : std::wstring_view();
+        const CRecent* const expected = mName->mFollower;
+        return expected != nullptr && expected->mIsWord ? expected->mText.SharedText() : std::wstring_view();
     }
     /// Makes it the name's text. False when it cannot be shared.
     bool SetExpectedName(CToken& name) noexcept {
-        const CRecent* const expected = Expected();
+        CRecent* const expected = mName->mFollower;
         if (!name.ShareText(ETokenType::Keyword, expected->mText)) return false;
-        mName = static_cast<std::uint16_t>(expected - mTexts.data());
+        mName = expected;
         return true;
     }
     /// The text set last was that of a name.
     void NoteName() noexcept {
-        if (mName < mTexts.size()) mTexts[mName].mFollower = mSet;
-        mName = mSet;
+        mName->mFollower = mSet;
+        mName            = mSet;
     }
 
   private:
-    static constexpr std::uint16_t kNone = 0xFFFF;
-
     struct CRecent {
         CToken        mText;
+        CRecent*      mFollower = nullptr;  ///< the name behind it, if it is one
         std::uint32_t mKey      = 0;
-        std::uint16_t mFollower = kNone;  ///< the name behind it, if it is one
         bool          mIsWord   = false;  ///< it was a keyword
     };
     /// For each hash: the later and the earlier of the texts that came with it.
     static constexpr std::size_t kPlaces = 2;
 
-    const CRecent* Expected() const noexcept {
-        if (mName >= mTexts.size()) return nullptr;
-        const std::size_t follower = mTexts[mName].mFollower;
-        return follower < mTexts.size() && mTexts[follower].mIsWord ? &mTexts[follower] : nullptr;
-    }
     /// Of the length and six units; names that differ at all nearly always do in these.
     static std::uint64_t Hash(std::wstring_view text) noexcept {
         const auto pair = [&](std::size_t at) {
@@ -93,11 +90,13 @@ class CRecentTexts {
     }
     static std::uint32_t Key(std::uint64_t hash) noexcept { return static_cast<std::uint32_t>(hash >> 24); }
     void                 SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t hash);
+    void                 Resize(std::size_t size);
 
     std::vector<CRecent> mTexts;  ///< by their hash, as many as a power of two; or empty
     std::size_t          mMisses = 0;
-    std::uint16_t        mSet    = kNone;  ///< what was set last
-    std::uint16_t        mName   = kNone;  ///< the last name
+    CRecent              mNone;           ///< for a text that is not kept
+    CRecent*             mSet  = &mNone;  ///< what was set last
+    CRecent*             mName = &mNone;  ///< the last name
 };
 
 }  // namespace io

@@ -43,6 +43,7 @@ wchar_t* NewText(const wchar_t* text, std::size_t length) {
     auto*           characters = reinterpret_cast<wchar_t*>(static_cast<char*>(block) + kTextPrologue);
     std::copy_n(text, length, characters);
     characters[length] = 0;
+    std::fill_n(static_cast<char*>(block), kTextPrologue, '\0');
     return characters;
 }
 

@@ -124,6 +124,16 @@ class CToken {
         return mText != nullptr && mValue.mLength == text.size() &&
                EqualUnits(mText, text.data(), text.size());
     }
+    /// Notes of a text outside of the token, for all that share it, that in the library's default grammar it
+    /// is a keyword which means nothing else: who writes it need not look again.
+    void NoteWord() noexcept {
+        if (mText != nullptr) IsWord(mText) = 1;
+    }
+    bool IsNotedWord() const noexcept { return mText != nullptr && IsWord(mText) != 0; }
+    /// The text outside of itself. @pre there is one.
+    std::wstring_view SharedText() const noexcept {
+        return {mText, static_cast<std::size_t>(mValue.mLength)};
+    }
     /// By pairs of units, the last of which may overlap the one before: names are few units.
     static bool EqualUnits(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
         if (count < 2) return count == 0 || *a == *b;
@@ -206,11 +216,12 @@ class CToken {
             ++length;
         return length;
     }
-    // A shared text is one block: padding, the count of sharers in the last byte before the characters,
-    // the characters, a zero. At 255 sharers the next copy gets a block of its own.
+    // A shared text is one block: padding, whether it is a noted word, the count of sharers in the last byte
+    // before the characters, the characters, a zero. At 255 sharers the next copy gets a block of its own.
     using CSharers                        = std::uint8_t;
     static constexpr CSharers kMaxSharers = 255;
-    static CSharers& Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
+    static CSharers&     Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
+    static std::uint8_t& IsWord(wchar_t* text) noexcept { return reinterpret_cast<std::uint8_t*>(text)[-2]; }
 
     void CopyText(const CToken& other);
     void DropText() noexcept {

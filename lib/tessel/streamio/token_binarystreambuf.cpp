@@ -2,6 +2,7 @@
 
 #include "tessel/baseutils/assertion.h"
 #include "tessel/platform/platform.h"
+#include "tessel/streamio/base_grammar.h"
 #include "tessel/streamio/utf8.h"
 
 #include <algorithm>
@@ -320,18 +321,23 @@ void CToken_binarystreambuf::WriteValueToken(const CToken& token) {
         PutExactNumber(token);
     } else if (token.IsBoolean()) {
         WriteBool(token.Type() == ETokenType::True);
-    } else if (token.IsQuoted() || (token.Type() == ETokenType::Keyword && token.Length() != 0)) {
+    } else if (token.IsQuoted() ||
+               (token.Type() == ETokenType::Keyword && token.Length() != 0 && !IsFrame(token))) {
         PutText(token.Type(), token.View());
     } else {
         PutText(ETokenType::SingleQuotedText, token.View());
     }
 }
 
+/// Whether a reader that passes over blocks would take a word for one's begin or end. Without case: it may
+/// compare so.
+bool CToken_binarystreambuf::IsFrame(const CToken& word) const noexcept {
+    return CBase_grammar::SameWord(word.View(), BlockBegin().Str()) ||
+           CBase_grammar::SameWord(word.View(), BlockEnd().Str());
+}
+
 void CToken_binarystreambuf::WriteNameToken(const CToken& token) {
-    // Without case: a reader may compare so.
-    const auto is = [name = token.String()](const AString& word) { return name.CompareNoCase(word) == 0; };
-    const bool keyword = token.Type() == ETokenType::Keyword && !is(BlockBegin()) && !is(BlockEnd());
-    if (!token.IsText() || keyword) {
+    if (!token.IsText() || token.Type() == ETokenType::Keyword) {
         WriteValueToken(token);
     } else {
         PutText(ETokenType::SingleQuotedText, token.View());

@@ -68,6 +68,7 @@ class CToken_binarystreambuf : public CToken_streambuf {
     void WriteSigned(std::int32_t value);
     void WriteUnsigned(std::uint32_t value);
     void PutExactNumber(const CToken& token);
+    bool IsFrame(const CToken& word) const noexcept;
 
     bool        mSmallestIntegers = true;
     std::string mScratch;  ///< an encoded text

@@ -25,16 +25,21 @@ void AppendUnits(AString& text, LexChar ch) {
 CToken_textstreambuf::CToken_textstreambuf(std::wstreambuf* a_streambuf, const CBase_grammar& grammar,
                                            EDirection direction)
     : CToken_streambuf(a_streambuf, direction), mGrammar(grammar) {
-    if (&grammar == &CToken_grammar_default::Shared()) {
+    if (IsDefaultGrammar()) {
         mTable = &CToken_grammar_default::SharedTable();
     } else {
         mOwnTable = std::make_unique<CLexTable>(grammar);
         mTable    = mOwnTable.get();
     }
-    mInPlace.mGrammar  = &grammar;
-    mInPlace.mTable    = mTable;
-    mInPlace.mTexts    = &mRecentTexts;
-    mInPlace.mComposed = &mComposed;
+    mInPlace.mGrammar   = &grammar;
+    mInPlace.mTable     = mTable;
+    mInPlace.mIsDefault = IsDefaultGrammar();
+    mInPlace.mTexts     = &mRecentTexts;
+    mInPlace.mComposed  = &mComposed;
+}
+
+bool CToken_textstreambuf::IsDefaultGrammar() const noexcept {
+    return &mGrammar == &CToken_grammar_default::Shared();
 }
 
 void CToken_textstreambuf::ReadToken(CToken& token) {

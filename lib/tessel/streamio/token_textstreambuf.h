@@ -83,6 +83,8 @@ class CToken_textstreambuf : public CToken_streambuf {
     void ReadToken(CToken& token) override;
 
   private:
+    bool IsDefaultGrammar() const noexcept;
+
     // Reading where the characters lie: `token_textstreambuf_in_place.cpp`.
     bool ReadTokenInPlace(CToken& token);
 

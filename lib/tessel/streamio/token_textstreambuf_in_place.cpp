@@ -35,8 +35,16 @@ bool CToken_textstreambuf::OpenLines(CLineRoom& room) noexcept {
                        std::none_of(kDelimiters.begin(), kDelimiters.end(), spoils);
     const auto [next, units] = ReadyRoom();
     if (!plain || units == 0) return false;
-    room = {&mGrammar, mTable, mIndentation, mCrLf ? L"\r\n" : L"\n", BlockBegin().Str(), BlockEnd().Str(),
-            IsUtf8(),  next,   next + units};
+    room = {.mGrammar     = &mGrammar,
+            .mTable       = mTable,
+            .mIndentation = mIndentation,
+            .mLineEnd     = mCrLf ? L"\r\n" : L"\n",
+            .mBegin       = BlockBegin().Str(),
+            .mEnd         = BlockEnd().Str(),
+            .mIsDefault   = IsDefaultGrammar(),
+            .mUtf8        = IsUtf8(),
+            .mNext        = next,
+            .mLimit       = next + units};
     return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -203,6 +204,40 @@ TEST(Block, CanBecomeOneOfItsOwnItems) {
     EXPECT_EQ(Dump(block), "S{x=1 y=2 X=3 4}");
 }
 
+TEST(Item, FunctionsCanBecomeOneOfTheirArguments) {
+    for (const wchar_t* text : {L"g(h(1))", L"g(h(1, 'some text', 3))", L"g(h(1, 2, 3, 4, 5), 2)"}) {
+        CBlock_func func;
+        EXPECT_TRUE(func.FromString(text));
+        const std::string inner = Dump(*func.Arguments()[0]);
+        func = dynamic_cast<const CBlock_func&>(*func.Arguments()[0]);  // held by nobody else
+        EXPECT_EQ(Dump(func), inner);
+    }
+}
+
+TEST(Item, ListsThatCannotBeCopiedLeaveNothingBehind) {
+    static int alive = 0;
+    struct CElement {
+        CElement() { ++alive; }
+        CElement(CElement&&) noexcept { ++alive; }
+        CElement(const CElement&) {
+            if (alive == 5) throw std::bad_alloc();
+            ++alive;
+        }
+        ~CElement() { --alive; }
+    };
+    {
+        CItemArray<CElement> three, one;
+        for (int i = 0; i < 3; ++i)
+            three.emplace_back();
+        EXPECT_THROW(CItemArray<CElement>{three}, std::bad_alloc);
+        EXPECT_EQ(alive, 3);
+        one.emplace_back();
+        EXPECT_THROW(one = three, std::bad_alloc);
+        EXPECT_EQ(one.size(), 1u);
+    }
+    EXPECT_EQ(alive, 0);
+}
+
 TEST(Block, IsNotCopiedIntoItself) {
     CAssertions assertions;
     CBlock      block = Sample();
@@ -286,6 +321,13 @@ TEST(Item, LivesUntilItsLastHolderLetsGo) {
         EXPECT_TRUE(narrow);
         EXPECT_FALSE(CBlockPtr(another));  // of another kind
     }
+    EXPECT_EQ(alive, 0);
+
+    // A list that has no room for an item does not leave it behind.
+    struct CFull {
+        CBlockItemPtr& emplace_back(CBlock_item*) { throw std::bad_alloc(); }
+    } full;
+    EXPECT_THROW(AddNew(full, new CCounted), std::bad_alloc);
     EXPECT_EQ(alive, 0);
 
     CAssertions assertions;

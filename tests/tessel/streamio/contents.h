@@ -54,11 +54,18 @@ class CContents {
             mDump += L"#" + std::to_wstring(std::bit_cast<std::uint64_t>(token.Number()));
         else if (token.IsBoolean())
             mDump += token.Type() == ETokenType::True ? L"+" : L"-";
-        else if (token.Length() != 0 &&
+        else if (token.Length() != 0 && !IsFrame(token) &&
                  (mForm == EForm::kBinary || token.Type() == ETokenType::DoubleQuotedText))
             Add(static_cast<wchar_t>(L'a' + static_cast<int>(token.Type())), token.View());
         else
             Add(L's', token.View());
+    }
+
+    /// A word that would begin or end a block is quoted, wherever it stands.
+    static bool IsFrame(const CToken& token) {
+        const AString text = token.String();
+        return token.Type() != ETokenType::DoubleQuotedText &&
+               (text.CompareNoCase(L"$begin") == 0 || text.CompareNoCase(L"$end") == 0);
     }
 
     void AddName(const CToken& name) {

@@ -108,6 +108,7 @@ constexpr std::string_view kPieces[] = {" ",
                                         "\nlong_name = 'value'\n",
                                         "\nv[3: 1, 2, 3]\n",
                                         "\nw[-1, 2]\n",
+                                        "\nu[5, 6]\n",
                                         "\nf(1, a='b', c)\n",
                                         "\ng(h(1), v[1])\n",
                                         "\ne[]\n",
@@ -139,8 +140,9 @@ std::string Tokens(const std::string& text, std::size_t chunk, const io::CBase_g
     set(tokens);
     std::string dump;
     do {
-        dump += Dump(tokens.NextToken()) + "@" + std::to_string(tokens.LineNumber()) + "+" +
-                std::to_string(tokens.TokenOffset()) + (tokens.AtLineStart() ? "^ " : " ");
+        dump += Dump(tokens.NextToken());  // before its place is asked for
+        dump += "@" + std::to_string(tokens.LineNumber()) + "+" + std::to_string(tokens.TokenOffset()) +
+                (tokens.AtLineStart() ? "^ " : " ");
     } while (tokens.CurrentToken().Type() != io::ETokenType::Eof);
     return dump;
 }
@@ -190,7 +192,8 @@ std::string Tree(const std::string& text, std::size_t chunk, std::uint32_t flags
     io::CToken_istream stream(std::make_unique<CStream>(text, chunk), flags,
                               &io::CToken_grammar_default::Shared());
     stream.SetReadLimits(static_cast<std::size_t>(-1), items);
-    return DumpFile(stream) + " line " + std::to_string(stream.LineNumber());
+    const std::string tree = DumpFile(stream);  // reads: before the line is asked for
+    return tree + " line " + std::to_string(stream.LineNumber());
 }
 
 TEST(InPlace, ReadsTheTreeThatTheItemReadersRead) {
@@ -198,12 +201,21 @@ TEST(InPlace, ReadsTheTreeThatTheItemReadersRead) {
     for (int i = 0; i < 4000; ++i) {
         const std::string text = RandomText(random);
         for (const std::uint32_t flags : {0u, std::uint32_t{io::kOpenIgnoreCase}})
-            for (const std::size_t items : {static_cast<std::size_t>(-1), std::size_t{3}}) {
+            for (const std::size_t items : {std::size_t{1}, std::size_t{3}, std::size_t{6}, SIZE_MAX}) {
                 const std::string expected = Tree(text, 1, flags, items);
                 for (const std::size_t chunk : {9u, 50u, 4000u})
                     ASSERT_EQ(Tree(text, chunk, flags, items), expected) << Escaped(Widen(text));
             }
     }
+}
+
+TEST(InPlace, StopsAtTheReadLimitWhereTheItemReadersDo) {
+    // Also before lines that count for nothing, as the end of a block and an empty line do.
+    for (const char* text :
+         {"$begin 'A'\nx=1\n$end 'A'\n\n\ny=2\n", "$begin 'A'\nx=1\n\n\n$end\n\n$end 'A'\n",
+          "$begin 'A'\n$begin 'B'\nv[5, 6]\n$end 'B'\n$end 'A'\nf(1, a=2)\n$end\n"})
+        for (std::size_t items = 0; items < 10; ++items)
+            EXPECT_EQ(Tree(text, 4000, 0, items), Tree(text, 1, 0, items)) << text << "up to " << items;
 }
 
 TEST(InPlace, KnowsNamesThatComeAgainFromThoseThatOnlyBeginLikeThem) {
@@ -243,6 +255,41 @@ TEST(InPlace, TreesReadOneAfterTheOtherShareNothing) {
     const auto text = [](io::CBlock& block) { return (*block.ItemsBegin())->Name().Text(); };
     EXPECT_STREQ(text(*first), text(*second));
     EXPECT_NE(text(*first), text(*second));
+}
+
+TEST(InPlace, ListsOutgrowTheRoomThatTheyWereReadWith) {
+    // Behind the room of one item begins the next one.
+    constexpr const char* kFile =
+        "v[2: 1, 'some text', word, 4]\nf(1, a=2, 'some text', 4, 5)\nw[1, 2]\n"
+        "e[]\nl['last text']\n";
+    std::vector<io::CBlockItemPtr> items;
+    {
+        const auto stream = ByteStream(kFile);
+        io::CBlock file;
+        file.ReadFile(*stream);
+        EXPECT_EQ(DumpItems(file),
+                  "v[1, 'some text', word, 4] f(1, a=2, 'some text', 4, 5) w[1, 2] e[] l['last text']");
+        items.assign(file.Items().begin(), file.Items().end());
+    }
+    // They live on without tree, stream and pool.
+    const io::CToken more(io::ETokenType::Keyword, L"something_more");
+    auto&            v = dynamic_cast<io::CBlock_vec&>(*items[0]);
+    auto&            f = dynamic_cast<io::CBlock_func&>(*items[1]);
+    auto&            e = dynamic_cast<io::CBlock_vec&>(*items[3]);
+    for (int i = 0; i < 3; ++i)
+        e.Append(more);
+    io::CBlock_vec copy(v);
+    copy.Append(more);
+    const io::CBlock_func before(f);
+    f.Clear();
+    f.Append(io::CBlockFuncArgPtr(new io::CBlock_vec(copy)));
+    v = e;
+    items.erase(items.begin() + 2, items.begin() + 4);
+    EXPECT_EQ(Dump(copy), "v[1, 'some text', word, 4, something_more]");
+    EXPECT_EQ(Dump(before), "f(1, a=2, 'some text', 4, 5)");
+    EXPECT_EQ(Dump(v), "e[something_more, something_more, something_more]");
+    EXPECT_EQ(Dump(f), "f(v[1, 'some text', word, 4, something_more])");
+    EXPECT_EQ(Dump(*items[2]), "l['last text']");
 }
 
 TEST(StableList, KeepsPositionsWhileOthersComeAndGo) {

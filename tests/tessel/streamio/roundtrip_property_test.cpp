@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -343,13 +344,15 @@ class CRoomBuf final : public std::wstreambuf {
     std::wstring mRoom, mText;
 };
 
+/// To a stream in a class of its own each item writes itself.
+class COwnStream : public CToken_ostream {
+    using CToken_ostream::CToken_ostream;
+};
+
 TEST(RoundTrip, LinesAreComposedAsItemsWriteThem) {
-    // Without room, or in a class of stream of its own, each item writes itself.
-    class COwnStream : public CToken_ostream {
-        using CToken_ostream::CToken_ostream;
-    };
     ForDocuments(1000, [](CGenerator& generator) {
-        CBlock     file  = generator.File(1 + generator.Below(20));
+        CBlock file = generator.File(1 + generator.Below(20));
+        if (generator.Once(2)) file = Parsed(FileBytes(file, EForm::kText));
         const bool crLf  = generator.Once(3);
         const bool plain = !generator.Once(10);
         const auto write = [&]<class Stream>(std::type_identity<Stream>, std::size_t room) {
@@ -368,6 +371,53 @@ TEST(RoundTrip, LinesAreComposedAsItemsWriteThem) {
         for (const std::size_t room : {1, 30, 200, 100'000})
             EXPECT_EQ(write(std::type_identity<CToken_ostream>{}, room), bySelf) << room;
     });
+}
+
+TEST(RoundTrip, WordsThatWereReadAreWordsWhereTheyAreWritten) {
+    // What was read with one grammar and its keywords may mean something else in others.
+    CToken_grammar own;
+    own.RemoveKeywordChars(L"_");
+    own.AddKeywordChars(L".");
+    const std::array<const CToken_grammar*, 2> grammars = {GrammarOf(EForm::kText), &own};
+    for (const CToken_grammar* read : grammars) {
+        CToken_istream source(std::make_unique<std::wistringstream>(
+                                  L"long_name=copper\nBEGINNING=FINISH\nlong.name=copper.wire\n"
+                                  L"finish[2: long_name, true]\nf(beginning=1, long.name)\n"),
+                              0, read);
+        CBlock         file;
+        file.ReadFile(source);
+        for (const CToken_grammar* written : grammars)
+            for (const wchar_t* begin : {L"$begin", L"beginning", L"LONG_NAME"})
+                for (const wchar_t* end : {L"$end", L"Finish"}) {
+                    const auto write = [&]<class Stream>(std::type_identity<Stream>) {
+                        CRoomBuf buffer(5000);
+                        Stream   stream(std::make_unique<std::wostream>(&buffer), 0, written);
+                        stream.SetBeginKeyword(begin);
+                        stream.SetEndKeyword(end);
+                        file.WriteFile(stream);
+                        return Shown(buffer.Text());
+                    };
+                    EXPECT_EQ(write(std::type_identity<CToken_ostream>{}),
+                              write(std::type_identity<COwnStream>{}));
+                }
+    }
+}
+
+TEST(RoundTrip, ValuesThatLookLikeFramesLeadNobodyAstray) {
+    const CToken    begin = Word(L"$begin"), end = Word(L"$End"), inner = Word(L"inner");
+    const CBlockPtr first =
+        Block(Word(L"first"), {Named(Word(L"x"), begin), Vec(Word(L"v"), {begin, inner, end}),
+                               Func(begin, {Plain(end), Named(end, begin)})});
+    CBlock file;
+    file.AddItem(CBlockItemPtr(first.Get()));
+    file.AddItem(CBlockItemPtr(Block(Word(L"second"), {}).Get()));
+    for (const EForm form : kForms) {
+        const auto stream = ByteStream(FileBytes(file, form));
+        stream->SkipBlock();
+        EXPECT_TRUE(stream->IsBlockNamed(L"second"));
+        EXPECT_FALSE(ByteStream(FileBytes(file, form))->FindBlock(L"inner"));
+        EXPECT_EQ(Shown(Contents(Parsed(FileBytes(file, form)), form)), Shown(Contents(file, form)));
+    }
 }
 
 TEST(RoundTrip, LosesNothingThroughTheBinaryForm) {

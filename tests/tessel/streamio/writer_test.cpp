@@ -887,8 +887,34 @@ TEST(NumberText, IsTheShortestThatReadsBack) {
             check(-std::nextafter(digits / scale, 1e300));
         }
     }
+    // Small ones, and on both sides of where the digits are more than a double has.
+    for (int i = 0; i < 50000; ++i) {
+        const double value = static_cast<double>(random() >> random() % 60) / (i % 2 == 0 ? 1e3 : 1e6);
+        if (value != std::trunc(value)) check(value);
+    }
     for (const double value : {1e-3, 0.000999999, 0.001000001, 999999999.5, 999999999.999999, 1e9 + 0.5, 0.1})
         check(value);
+}
+
+TEST(NumberText, WritesWholeNumbersOfEveryLength) {
+    const auto check = [](std::int64_t value) {
+        ASSERT_EQ(Escaped(io::FormatWhole(value).View()), std::to_string(value));
+        constexpr std::int64_t kTwoTo53 = 9007199254740992;
+        if (value <= -kTwoTo53 || value >= kTwoTo53) return;
+        ASSERT_EQ(Escaped(io::FormatExact(static_cast<double>(value)).View()), std::to_string(value));
+    };
+    std::mt19937_64 random(20241201);
+    for (std::int64_t power = 1; power < INT64_MAX / 10; power *= 10)
+        for (int i = 0; i < 200; ++i)
+            for (const std::int64_t value :
+                 {power - 1, power, power + 1,
+                  static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(power))}) {
+                check(value);
+                check(-value);
+            }
+    check(INT64_MAX);
+    check(INT64_MIN);
+    EXPECT_EQ(Escaped(io::FormatExact(-0.0).View()), "-0");
 }
 
 }  // namespace
