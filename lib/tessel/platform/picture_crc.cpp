@@ -26,19 +26,24 @@ constexpr CTables kTables = [] {
     return tables;
 }();
 
+std::uint32_t FourBytes(const std::uint8_t* bytes) noexcept {
+    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
+           static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
+}
+
+/// What four bytes add when `behind` bytes of the step follow them.
+std::uint32_t LookUp(std::uint32_t four, std::size_t behind) noexcept {
+    return kTables[behind + 3][four & 0xFF] ^ kTables[behind + 2][four >> 8 & 0xFF] ^
+           kTables[behind + 1][four >> 16 & 0xFF] ^ kTables[behind][four >> 24];
+}
+
 }  // namespace
 
 std::uint32_t Crc32(const void* data, std::size_t size) noexcept {
     const auto*   bytes = static_cast<const std::uint8_t*>(data);
     std::uint32_t crc   = 0xFFFFFFFFu;
-    for (; size >= kStep; size -= kStep, bytes += kStep) {
-        std::uint32_t next = 0;
-        for (std::size_t i = 0; i < kStep; ++i) {
-            const std::uint32_t before = i < 4 ? crc >> 8 * i : 0;
-            next ^= kTables[kStep - 1 - i][(before ^ bytes[i]) & 0xFF];
-        }
-        crc = next;
-    }
+    for (; size >= kStep; size -= kStep, bytes += kStep)
+        crc = LookUp(crc ^ FourBytes(bytes), 4) ^ LookUp(FourBytes(bytes + 4), 0);
     for (; size > 0; --size, ++bytes)
         crc = crc >> 8 ^ kTables[0][(crc ^ *bytes) & 0xFF];
     return ~crc;

@@ -6,6 +6,7 @@ constexpr std::size_t kMaxUtf8 = 4;  // bytes of a character; a longer run of co
 
 template <class Text, class Joins>
 std::size_t Prefix(Text text, std::size_t count, std::size_t maxUnits, Joins joins) {
+    if (text.size() <= count) return text.size();
     std::size_t length = 0;
     for (; count != 0 && length < text.size(); --count) {
         const std::size_t start = length++;

@@ -1,6 +1,8 @@
 #include "viewkit/tools/PreviewLines.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
@@ -24,6 +26,34 @@ constexpr char Lower(char ch) {
 
 constexpr bool IsPrintable(char ch) {
     return ch >= ' ' && ch <= '~';
+}
+
+/// What a run of characters is made of.
+enum ERun : std::uint8_t {
+    kRunDigits = 1,
+    kRunWord   = 2,
+    kRunPlain  = 4,  ///< stands for itself between quotes
+};
+
+constexpr std::array<std::uint8_t, 256> RunsOfCharacters() {
+    std::array<std::uint8_t, 256> runs{};
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        const char ch    = static_cast<char>(i);
+        const bool plain = IsPrintable(ch) && ch != '\'' && ch != '\\';
+        runs[i] = static_cast<std::uint8_t>((IsDigit(ch) ? kRunDigits : 0) | (IsWord(ch) ? kRunWord : 0) |
+                                            (plain ? kRunPlain : 0));
+    }
+    return runs;
+}
+constexpr auto kRuns = RunsOfCharacters();
+
+/// Length of the run at the start.
+std::size_t RunLength(std::string_view text, ERun run) noexcept {
+    const char*       next = text.data();
+    const char* const end  = next + text.size();
+    while (next != end && (kRuns[static_cast<unsigned char>(*next)] & run) != 0)
+        ++next;
+    return static_cast<std::size_t>(next - text.data());
 }
 
 /// How many bytes are no printable ASCII. Blocks of fixed length are counted by wide instructions.
@@ -92,10 +122,8 @@ bool CPreviewLines::TakeQuoted(std::string_view& text) noexcept {
     // Most texts are over after a few characters.
     constexpr std::size_t kFew = 32;
     const std::size_t     few  = std::min(kFew, mRest.size());
-    std::size_t           end  = 0;
-    while (end != few && IsPrintable(mRest[end]) && mRest[end] != '\'' && mRest[end] != '\\')
-        ++end;
-    const bool over = end != few && mRest[end] == '\'';
+    std::size_t           end  = RunLength(mRest.substr(0, few), kRunPlain);
+    const bool            over = end != few && mRest[end] == '\'';
     if (!over) end = mRest.find('\'');
     if (end == mRest.npos) return false;
     text = mRest.substr(0, end);
@@ -103,26 +131,23 @@ bool CPreviewLines::TakeQuoted(std::string_view& text) noexcept {
     return over || IsPlain(text);
 }
 
-bool CPreviewLines::TakeRun(bool (*belongs)(char), std::size_t most, std::string_view& run) noexcept {
-    std::size_t length = 0;
-    while (length != mRest.size() && belongs(mRest[length]))
-        ++length;
-    run = mRest.substr(0, length);
-    mRest.remove_prefix(length);
-    return length != 0 && length <= most;
-}
-
 /// A word, or a quoted text on one line.
 bool CPreviewLines::TakeName(std::string_view& name) noexcept {
     if (mRest.starts_with('\'')) return TakeQuoted(name) && !name.empty() && name.find('\\') == name.npos;
-    return !mRest.empty() && IsLetter(mRest[0]) && TakeRun(&IsWord, mRest.npos, name);
+    if (mRest.empty() || !IsLetter(mRest[0])) return false;
+    name = mRest.substr(0, RunLength(mRest, kRunWord));
+    mRest.remove_prefix(name.size());
+    return true;
 }
 
 /// A value that is no text between quotes, or stands in a list.
 bool CPreviewLines::TakeValue() noexcept {
     constexpr std::size_t kDigits = 9;  // fit any count
     std::string_view      value;
-    if (!mRest.empty() && IsDigit(mRest[0])) return TakeRun(&IsDigit, kDigits, value);
+    if (const std::size_t digits = RunLength(mRest, kRunDigits); digits != 0) {
+        mRest.remove_prefix(digits);
+        return digits <= kDigits;
+    }
     return mRest.starts_with('\'') ? TakeQuoted(value) : TakeName(value);
 }
 
@@ -190,8 +215,8 @@ AString CPreviewLines::Text() const {
 }
 
 bool CPreviewLines::IsNamed(std::string_view name) const noexcept {
-    return std::equal(mName.begin(), mName.end(), name.begin(), name.end(),
-                      [](char a, char b) { return Lower(a) == Lower(b); });
+    return mName.size() == name.size() && std::equal(mName.begin(), mName.end(), name.begin(), name.end(),
+                                                     [](char a, char b) { return Lower(a) == Lower(b); });
 }
 
 }  // namespace ProjectPreviewHelper

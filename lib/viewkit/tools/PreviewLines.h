@@ -39,7 +39,6 @@ class CPreviewLines {
     bool  TakeLineEnd() noexcept;
     bool  TakeQuoted(std::string_view& text) noexcept;
     bool  TakeName(std::string_view& name) noexcept;
-    bool  TakeRun(bool (*belongs)(char), std::size_t most, std::string_view& run) noexcept;
     bool  TakeValue() noexcept;
     bool  TakeList() noexcept;
     void  SkipBlanks() noexcept;

@@ -337,6 +337,32 @@ TEST_F(Pictures, EveryFormatDecodesOverBlack) {
     }
 }
 
+TEST_F(Pictures, EveryShadeOfEveryOpacityIsLaidOverBlack) {
+#ifdef _WIN32
+    constexpr int kTolerance = 1;
+#else
+    constexpr int kTolerance = 0;
+#endif
+    constexpr unsigned kRows = 32;  // fit the block that the picture is made of
+    for (unsigned first = 0; first < 256; first += kRows) {
+        Bytes rows, expected;
+        for (unsigned opacity = first; opacity < first + kRows; ++opacity) {
+            rows.push_back(0);
+            for (unsigned shade = 0; shade < 256; ++shade) {
+                for (const unsigned channel : {shade, 255 - shade, shade ^ 0x55}) {
+                    rows.push_back(static_cast<std::uint8_t>(channel));
+                    expected.push_back(static_cast<std::uint8_t>((channel * opacity + 127) / 255));
+                }
+                rows.push_back(static_cast<std::uint8_t>(opacity));
+            }
+        }
+        const CBitmap bitmap(Png(256, kRows, 8, kRgba, rows));
+        CPixels       pixels;
+        ASSERT_TRUE(platform::GetBitmapPixels(bitmap.mBitmap, &pixels));
+        ExpectNear(pixels, expected, kTolerance);
+    }
+}
+
 TEST_F(Pictures, BytesThatAreNoPictureGiveNone) {
     for (const std::string_view text : {"", "BM", "\x89PNG", "GIF89a", "no picture at all",
                                         "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>"})
