@@ -65,7 +65,7 @@ for preset in $builds; do
         ;;
     fuzz)
         build fuzz fuzz_targets
-        run_tests fuzz fuzz
+        run_tests fuzz fuzz -j2
         ;;
     packages) # what is installed, under a label of its own
         build native
@@ -73,14 +73,17 @@ for preset in $builds; do
         build windows-x64
         "$root/scripts/make_packages.sh" || die "cannot make the packages"
         prefixes wow64 i686
-        for folder in native windows-x64 windows-x86; do
-            run_tests "packages-$folder" "$folder" -L '^packages$'
-        done
+        run_tests packages-native native -L '^packages$'
+        # Two Windows systems that know nothing of each other: at the same time.
+        run_tests packages-windows-x86 windows-x86 -L '^packages$' >"$root/build/packages-x86.log" 2>&1 &
+        run_tests packages-windows-x64 windows-x64 -L '^packages$'
+        wait
+        cat "$root/build/packages-x86.log"
         ;;
     windows-x64)
         build windows-x64
         "$root/scripts/make_wine_prefix.sh" x86_64 || die "cannot make a Wine prefix"
-        run_tests windows-x64 windows-x64 -LE '^packages$'
+        run_tests windows-x64 windows-x64 -LE '^packages$' -j2
         ;;
     windows-x86)
         build windows-x86
@@ -89,7 +92,7 @@ for preset in $builds; do
         ;;
     *)
         build "$preset"
-        run_tests "$preset" "$preset" -LE '^packages$'
+        run_tests "$preset" "$preset" -LE '^packages$' -j2
         ;;
     esac
 done

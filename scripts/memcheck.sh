@@ -26,6 +26,7 @@ for sample in "$root"/samples/*.tarvex; do # some have no picture, which is no f
     check 1 "$bin/tarvex-preview" thumbnail -o "$scratch/picture.png" "$sample" 2>"$scratch/err"
     grep -v '^tarvex-preview: ' "$scratch/err" >&2
 done
+[ -s "$scratch/picture.png" ] || { echo "no sample gives a picture" >&2; failed=1; }
 check 0 "$bin/fuzz_preview" "$root/fuzz/seeds/preview" "$root/samples"
 check 0 "$bin/fuzz_picture" "$root/fuzz/seeds/picture" "$root/fuzz/regressions/picture"
 exit $failed

@@ -31,6 +31,9 @@ class CServerEnvironment : public testing::Environment {
         SetUnhandledExceptionFilter(EndQuietly);
         ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
         if (mIsCase) return;
+        // Another build's run of this program in the same registry would take the entries away.
+        const HANDLE alone = CreateMutexW(nullptr, FALSE, L"tarvex-registration");  // until the process ends
+        ASSERT_NE(WaitForSingleObject(alone, INFINITE), WAIT_FAILED);
         ASSERT_EQ(Register(), 0u) << "the server does not register";
     }
     void TearDown() override {

@@ -1,4 +1,5 @@
 #include "shellext/com_support.h"
+#include "shellext/read_only_key.h"
 
 #include <gtest/gtest.h>
 
@@ -75,18 +76,25 @@ std::wstring TextOf(const std::wstring& key, const wchar_t* value = nullptr) {
     return status == ERROR_SUCCESS ? data : L"(none)";
 }
 
+/// What tests add beside the server's entries; unregistering keeps it.
+void RemoveEntriesOfOthers() {
+    for (const std::wstring& key : {std::wstring(L"CLSID\\{00000000-1111-2222-3333-444444444444}"),
+                                    std::wstring(L"AppID\\Other.DLL"), std::wstring(L".tarvex"), kAppIdKey})
+        RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
+}
+
 /// Starts without the server's entries and with some of others beside them.
 class Registration : public testing::Test {
   protected:
     void SetUp() override {
         CoFreeUnusedLibrariesEx(0, 0);
         ASSERT_EQ(Unregister(), 0u);
+        RemoveEntriesOfOthers();  // a run that was ended has left them
         SetText(L"CLSID\\{00000000-1111-2222-3333-444444444444}", L"somebody else's class");
         SetText(L"AppID\\Other.DLL", L"somebody else's module");
     }
     void TearDown() override {
-        RegDeleteTreeW(HKEY_CLASSES_ROOT, L"CLSID\\{00000000-1111-2222-3333-444444444444}");
-        RegDeleteTreeW(HKEY_CLASSES_ROOT, L"AppID\\Other.DLL");
+        RemoveEntriesOfOthers();
         RegDeleteTreeW(HKEY_CLASSES_ROOT, kTypeLibKey.c_str());
         EXPECT_EQ(Register(), 0u);
     }
@@ -143,7 +151,6 @@ TEST_F(Registration, KeepsAKeyThatHoldsKeysOfOthers) {
     EXPECT_EQ(Unregister(), 0u);
     EXPECT_EQ(TextOf(kAppIdKey + L"\\Foreign"), L"kept");
     EXPECT_EQ(TextOf(kAppIdKey), L"(none)");
-    RegDeleteTreeW(HKEY_CLASSES_ROOT, kAppIdKey.c_str());
 }
 
 /// Below a key that does not outlast a restart no lasting key can be made: the type library fails.
@@ -174,42 +181,7 @@ TEST_F(Registration, KeepsWhatOthersHaveRegistered) {
     EXPECT_EQ(Unregister(), 0u);
     for (const std::wstring& key : keys)
         EXPECT_EQ(TextOf(key), foreign) << "of others";
-    RegDeleteTreeW(HKEY_CLASSES_ROOT, L".tarvex");
 }
-
-/// Lets nobody change a key, nor what is below it, while it lives.
-class CReadOnlyKey {
-  public:
-    explicit CReadOnlyKey(const std::wstring& name) {
-        EXPECT_EQ(
-            RegOpenKeyExW(HKEY_CLASSES_ROOT, name.c_str(), 0, READ_CONTROL | WRITE_DAC | KEY_READ, &mKey),
-            ERROR_SUCCESS);
-        DWORD bytes = sizeof mBefore;
-        EXPECT_EQ(RegGetKeySecurity(mKey, DACL_SECURITY_INFORMATION, mBefore, &bytes), ERROR_SUCCESS);
-        SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
-        PSID                     all   = nullptr;
-        AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &all);
-        alignas(ACL) unsigned char buffer[256];
-        auto* const                list = reinterpret_cast<ACL*>(buffer);
-        SECURITY_DESCRIPTOR        descriptor;
-        InitializeAcl(list, sizeof buffer, ACL_REVISION);
-        AddAccessAllowedAce(list, ACL_REVISION, KEY_READ | WRITE_DAC, all);
-        InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
-        SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
-        EXPECT_EQ(RegSetKeySecurity(mKey, DACL_SECURITY_INFORMATION, &descriptor), ERROR_SUCCESS);
-        FreeSid(all);
-    }
-    ~CReadOnlyKey() {
-        EXPECT_EQ(RegSetKeySecurity(mKey, DACL_SECURITY_INFORMATION, mBefore), ERROR_SUCCESS);
-        RegCloseKey(mKey);
-    }
-    CReadOnlyKey(const CReadOnlyKey&)            = delete;
-    CReadOnlyKey& operator=(const CReadOnlyKey&) = delete;
-
-  private:
-    HKEY mKey = nullptr;
-    alignas(SECURITY_DESCRIPTOR) unsigned char mBefore[4096];
-};
 
 HRESULT CallExport(const char* name) {
     using Export          = HRESULT(STDAPICALLTYPE*)();
@@ -224,7 +196,7 @@ TEST_F(Registration, WithoutRightsSaysSoAndWritesNothing) {
     const HRESULT denied = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
     for (const wchar_t* locked : {L"AppID", L"CLSID"}) {  // nothing can be added
         const CRegistryContent before = Classes();
-        const CReadOnlyKey     key(locked);
+        const CReadOnlyKey     key(HKEY_CLASSES_ROOT, locked);
         EXPECT_EQ(CallExport("DllRegisterServer"), denied) << locked;
         EXPECT_NE(Register(), 0u);
         EXPECT_EQ(Classes(), before) << locked;
@@ -236,7 +208,7 @@ TEST_F(Registration, WithoutRightsSaysSoAndWritesNothing) {
         if (name.find(L'|') == name.npos &&
             (name.starts_with(kClassKey) || name.starts_with(kAppIdKey) || name.starts_with(kTypeLibKey) ||
              name == L"CLSID" || name == L"AppID" || name == L"AppID\\TarvexShellExt.DLL"))
-            keys.push_back(std::make_unique<CReadOnlyKey>(name));
+            keys.push_back(std::make_unique<CReadOnlyKey>(HKEY_CLASSES_ROOT, name));
     EXPECT_EQ(CallExport("DllRegisterServer"), denied);
     EXPECT_EQ(CallExport("DllUnregisterServer"), denied);
     EXPECT_NE(Unregister(), 0u);

@@ -181,6 +181,11 @@ class Contract(DesktopTest):
         programs = [entry.get_string('Thumbnailer Entry', key).split()[0] for key in ('TryExec', 'Exec')]
         self.assertEqual([shutil.which(program) for program in programs], ['/usr/bin/tarvex-preview'] * 2)
 
+    def test_the_doctor_finds_every_link(self):
+        answer = subprocess.run(['tarvex-preview', 'doctor', str(self.write('a.tarvex', project(png(3, 2))))],
+                                capture_output=True, text=True, stdin=subprocess.DEVNULL)
+        self.assertEqual(answer.returncode, 0, answer.stdout + answer.stderr)
+
     def thumbnail(self, path, out, *options, before=()):
         command = [*before, 'tarvex-preview', 'thumbnail', *options, '-o', str(out), str(path)]
         return subprocess.run(command, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL).returncode

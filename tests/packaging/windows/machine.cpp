@@ -7,10 +7,6 @@
 
 namespace {
 
-REGSAM ViewFlag(int view) {
-    return view == 64 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
-}
-
 /// An open key; null if it is not there.
 class CKey {
   public:
@@ -87,7 +83,7 @@ bool Is64() {
 }
 
 std::wstring Text(const CPlace& place) {
-    const CKey key(place.mRoot, place.mKey, KEY_READ | ViewFlag(place.mView));
+    const CKey key(place.mRoot, place.mKey, KEY_READ | place.ViewFlag());
     wchar_t    data[1024] = {};
     DWORD      bytes      = sizeof data - sizeof(wchar_t);
     return RegQueryValueExW(key.Get(), place.mName.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(data),
@@ -98,8 +94,8 @@ std::wstring Text(const CPlace& place) {
 
 void SetText(const CPlace& place, const wchar_t* text, DWORD type) {
     HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(place.mRoot, place.mKey.c_str(), 0, nullptr, 0,
-                              KEY_WRITE | ViewFlag(place.mView), nullptr, &key, nullptr),
+    ASSERT_EQ(RegCreateKeyExW(place.mRoot, place.mKey.c_str(), 0, nullptr, 0, KEY_WRITE | place.ViewFlag(),
+                              nullptr, &key, nullptr),
               ERROR_SUCCESS);
     RegSetValueExW(key, place.mName.c_str(), 0, type, reinterpret_cast<const BYTE*>(text),
                    static_cast<DWORD>((wcslen(text) + 1) * sizeof(wchar_t)));
@@ -108,11 +104,11 @@ void SetText(const CPlace& place, const wchar_t* text, DWORD type) {
 
 void RemoveKey(const CPlace& place) {
     {
-        const CKey key(place.mRoot, place.mKey, KEY_READ | KEY_WRITE | DELETE | ViewFlag(place.mView));
+        const CKey key(place.mRoot, place.mKey, KEY_READ | KEY_WRITE | DELETE | place.ViewFlag());
         if (key.Get() == nullptr) return;
         RegDeleteTreeW(key.Get(), nullptr);
     }
-    RegDeleteKeyExW(place.mRoot, place.mKey.c_str(), ViewFlag(place.mView), 0);
+    RegDeleteKeyExW(place.mRoot, place.mKey.c_str(), place.ViewFlag(), 0);
 }
 
 CSnapshot Snapshot(HKEY root, const wchar_t* key) {
@@ -135,31 +131,6 @@ std::string Differences(const CSnapshot& before, const CSnapshot& after) {
     for (const auto& [place, data] : before)
         if (!after.contains(place)) add("gone: ", place);
     return text;
-}
-
-CReadOnlyKey::CReadOnlyKey(const CPlace& place) {
-    EXPECT_EQ(RegOpenKeyExW(place.mRoot, place.mKey.c_str(), 0,
-                            READ_CONTROL | WRITE_DAC | KEY_READ | ViewFlag(place.mView), &mKey),
-              ERROR_SUCCESS);
-    DWORD bytes = sizeof mBefore;
-    EXPECT_EQ(RegGetKeySecurity(mKey, DACL_SECURITY_INFORMATION, mBefore, &bytes), ERROR_SUCCESS);
-    SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
-    PSID                     all   = nullptr;
-    AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &all);
-    alignas(ACL) unsigned char buffer[256];
-    auto* const                list = reinterpret_cast<ACL*>(buffer);
-    SECURITY_DESCRIPTOR        descriptor;
-    InitializeAcl(list, sizeof buffer, ACL_REVISION);
-    AddAccessAllowedAce(list, ACL_REVISION, KEY_READ | WRITE_DAC, all);
-    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
-    SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
-    EXPECT_EQ(RegSetKeySecurity(mKey, DACL_SECURITY_INFORMATION, &descriptor), ERROR_SUCCESS);
-    FreeSid(all);
-}
-
-CReadOnlyKey::~CReadOnlyKey() {
-    EXPECT_EQ(RegSetKeySecurity(mKey, DACL_SECURITY_INFORMATION, mBefore), ERROR_SUCCESS);
-    RegCloseKey(mKey);
 }
 
 DWORD RunProgram(std::wstring command) {

@@ -17,6 +17,8 @@ struct CPlace {
     int          mView;  ///< 64 or 32
     std::wstring mKey;
     std::wstring mName = L"";
+
+    REGSAM ViewFlag() const { return mView == 64 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY; }
 };
 std::wstring Text(const CPlace& place);  ///< "(none)" if there is no text
 void         SetText(const CPlace& place, const wchar_t* text, DWORD type = REG_SZ);
@@ -27,19 +29,6 @@ using CSnapshot = std::map<std::wstring, std::string>;
 CSnapshot Snapshot(HKEY root, const wchar_t* key = L"Software");
 /// What differs, one line for each, at most 20: nothing if they are equal.
 std::string Differences(const CSnapshot& before, const CSnapshot& after);
-
-/// Lets nobody change a key, nor what is in it, while it lives; reading is allowed.
-class CReadOnlyKey {
-  public:
-    explicit CReadOnlyKey(const CPlace& place);
-    ~CReadOnlyKey();
-    CReadOnlyKey(const CReadOnlyKey&)            = delete;
-    CReadOnlyKey& operator=(const CReadOnlyKey&) = delete;
-
-  private:
-    HKEY mKey = nullptr;
-    alignas(SECURITY_DESCRIPTOR) unsigned char mBefore[4096];
-};
 
 /// Runs a command line and gives its exit status.
 DWORD RunProgram(std::wstring command);
