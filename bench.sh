@@ -19,8 +19,8 @@ results=$root/build/bench/results.json
 log=$root/build/bench/run.log
 say "Measuring${1:+ $1}"
 # The repetitions of all benchmarks are shuffled, so that a machine that slows down does so for all alike.
-"$root/build/bench/bin/tarvex_bench" --benchmark_filter="${1:-.}" --benchmark_min_time=0.1 \
-    --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
+"$root/build/bench/bin/tarvex_bench" --benchmark_filter="${1:-.}" --benchmark_min_time=0.03 \
+    --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true \
     --benchmark_out="$results" --benchmark_out_format=json >"$log" 2>&1 ||
     { tail -5 "$log"; die "the benchmarks ended early"; }
 python3 "$root/bench/table.py" ${docs:+--write-docs "$root/docs/performance.md"} "$results"
