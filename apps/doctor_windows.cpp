@@ -337,8 +337,7 @@ CFinding LookAtHandler(const CView& view, const CHandler& handler, const std::st
     if (entry && IsOurs(entry->mText)) return {EState::kHolds, entry->mPlace, ""};
     if (!entry && !needed) return {EState::kNotApplicable, "nothing stands there; the extension counts", ""};
     const std::string command = std::string("reg add \"") + (view.mForAll ? "HKLM\\" : "HKCU\\") + kClasses +
-                                key + "\" /ve /d \"" + kClassId + "\" /f" +
-                                (view.mFlag == KEY_WOW64_32KEY ? " /reg:32" : "");
+                                key + "\" /ve /d \"" + kClassId + "\" /f";
     const std::string remedy = "Run the installer again" +
                                (view.mExtension == kExtension ? "" : " with /EXT=" + view.mExtension) +
                                ", or as administrator: " + command;
@@ -444,7 +443,8 @@ CGroup ExamineView(CView& view) {
     if (view.mFlag == KEY_WOW64_32KEY && PlaceOfClass(view.mFlag, &ignored).empty())
         return {view.mTitle, {{"Class", {EState::kNotApplicable, "is not registered for them", ""}}}};
     CGroup group = Walk(view.mTitle, kClassSteps, view);
-    LookAtHandlers(view, group);
+    // Extensions and ProgIDs are there once, for programs of both kinds.
+    if (view.mFlag != KEY_WOW64_32KEY) LookAtHandlers(view, group);
     group.mLinks.push_back({"Approved", LookAtApproved(view)});
     group.mLinks.push_back({"Not blocked", LookAtBlocked(view)});
     return group;

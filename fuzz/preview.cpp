@@ -122,7 +122,7 @@ void CheckRecords(const AString& path) {
     std::vector<DesignTitle>   titles;
     std::vector<DesignPreview> records;
     CThumbnailText             thumbnail;
-    Require(GetDesignTitles(path, CProjectFile(path), titles) == found, "titles come of a preview");
+    Require(preview_lookups::ToldTitles(path, titles) == found, "titles come of a preview");
     Require(GetProjectPreviewData(path, records) == found, "records come of a preview");
     Require(GetProjectThumbnailText(path, thumbnail) == found, "a picture comes of a preview");
     RequireSame(TitlesOf(titles), TitlesOf(records), "titles are those of the records");

@@ -88,7 +88,7 @@ std::string Shown(bool found, const std::vector<DesignTitle>& titles, const CThu
 std::string Told(const AString& path) {
     std::vector<DesignTitle> titles;
     CThumbnailText           thumbnail;
-    const bool               found = GetDesignTitles(path, CProjectFile(path), titles);
+    const bool               found = preview_lookups::ToldTitles(path, titles);
     EXPECT_EQ(GetProjectThumbnailText(path, thumbnail), found);
     return Shown(found, titles, thumbnail);
 }

@@ -5,6 +5,8 @@
 #include "viewkit/tools/ProjectFile.h"
 #include "viewkit/tools/ProjectPreviewHelper.h"
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 /// What lookups in a preview's blocks find: another way to what the preview reader tells. Needs no test
@@ -28,6 +30,20 @@ inline std::vector<ProjectPreviewHelper::DesignTitle> Titles(io::CBlock& preview
         LookUp(*design, L"Notes", title.Notes, &io::CBlock_value::GetString);
     }
     return titles;
+}
+
+/// What the tip tells: the titles without the block reader, or else with it.
+inline bool ToldTitles(const AString& path, std::vector<ProjectPreviewHelper::DesignTitle>& titles) {
+    const ProjectPreviewHelper::CProjectFile      file(path);
+    std::string                                   room;
+    std::vector<ProjectPreviewHelper::AsciiTitle> usual;
+    if (!ProjectPreviewHelper::GetAsciiTitles(file, room, usual)) return GetDesignTitles(path, file, titles);
+    const auto text = [](std::string_view ascii) {
+        return AString(std::wstring(ascii.begin(), ascii.end()));
+    };
+    for (const auto& [name, notes] : usual)
+        titles.push_back({text(name), text(notes)});
+    return true;
 }
 
 inline ProjectPreviewHelper::CThumbnailText Picture(io::CBlock& preview) {

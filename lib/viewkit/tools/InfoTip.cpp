@@ -17,18 +17,30 @@ using ProjectPreviewHelper::CProjectFile;
 
 constexpr std::size_t kMaxNotes = 30;  // characters shown of a design's notes
 
-/// Appends the text as narrow text without NUL: the shell would take it for the end of the tip.
-void AppendShown(std::string& tip, std::wstring_view text) {
-    const std::size_t before  = tip.size();
-    const auto        isAscii = [](wchar_t unit) { return unit > 0 && unit < 128; };
-    if (std::all_of(text.begin(), text.end(), isAscii)) {  // the same in every code page
-        tip.resize(before + text.size());
-        std::transform(text.begin(), text.end(), tip.begin() + static_cast<std::ptrdiff_t>(before),
-                       [](wchar_t unit) { return static_cast<char>(unit); });
-        return;
-    }
-    tip += AString(text.data(), text.size()).ToNarrow();
-    std::replace(tip.begin() + static_cast<std::ptrdiff_t>(before), tip.end(), '\0', ' ');
+/// Narrow text without NUL: the shell would take it for the end of the tip.
+std::string Shown(const AString& text) {
+    std::string shown = text.ToNarrow();
+    std::replace(shown.begin(), shown.end(), '\0', ' ');
+    return shown;
+}
+/// ASCII is the same in every code page.
+std::string_view Shown(std::string_view ascii) {
+    return ascii;
+}
+
+/// The beginning of notes, or all of them.
+AString Shortened(const AString& notes) {
+    return AString(notes.CStr(), WidePrefix(notes.Str(), kMaxNotes));
+}
+std::string_view Shortened(std::string_view ascii) {
+    return ascii.substr(0, kMaxNotes);
+}
+
+std::size_t Length(const AString& text) {
+    return text.Length();
+}
+std::size_t Length(std::string_view ascii) {
+    return ascii.size();
 }
 
 void AppendType(std::string& tip, const CProjectFile& file) {
@@ -40,35 +52,43 @@ void AppendType(std::string& tip, const CProjectFile& file) {
         return;
     }
     // The numbers were read as signed ones and are shown so.
-    tip += "Type: Tarvex " + product + " " + std::to_string(static_cast<std::int32_t>(major)) + "." +
-           std::to_string(static_cast<std::int32_t>(minor)) + " File\n";
+    tip.append("Type: Tarvex ").append(product);
+    tip.append(" ").append(std::to_string(static_cast<std::int32_t>(major)));
+    tip.append(".").append(std::to_string(static_cast<std::int32_t>(minor)));
+    tip.append(" File\n");
 }
 
-void AppendNotes(std::string& tip, const AString& notes) {
-    const std::size_t before = tip.size();
-    const std::size_t shown  = WidePrefix(notes.Str(), kMaxNotes);
-    tip += ", Notes: ";
-    const std::size_t begin = tip.size();
-    AppendShown(tip, std::wstring_view(notes.Str()).substr(0, shown));
-    if (tip.size() == begin) {
-        tip.resize(before);
-    } else if (shown < notes.Length()) {
-        tip += "...";
+template <class Text>
+void AppendNotes(std::string& tip, const Text& notes) {
+    const Text shortened = Shortened(notes);
+    const auto shown     = Shown(shortened);
+    if (shown.empty()) return;
+    tip.append(", Notes: ").append(shown);
+    if (Length(shortened) < Length(notes)) tip += "...";
+}
+
+template <class Title>
+void AppendTitles(std::string& tip, const std::vector<Title>& titles) {
+    tip.append("Project contains ").append(std::to_string(titles.size())).append(" design(s):\n");
+    for (const Title& title : titles) {
+        tip.append("Design Name: ").append(Shown(title.DesignName));
+        AppendNotes(tip, title.Notes);
+        tip += "\n";
     }
 }
 
-void AppendDesigns(std::string& tip, const AString& path, const CProjectFile& file) {
-    std::vector<ProjectPreviewHelper::DesignTitle> designs;
-    if (!ProjectPreviewHelper::GetDesignTitles(path, file, designs)) {
-        tip += "Design preview information not found.\n";
+void AppendDesigns(std::string& tip, const std::string& filePath, const CProjectFile& file) {
+    std::string                                   room;
+    std::vector<ProjectPreviewHelper::AsciiTitle> usual;
+    if (ProjectPreviewHelper::GetAsciiTitles(file, room, usual)) {
+        AppendTitles(tip, usual);
         return;
     }
-    tip += "Project contains " + std::to_string(designs.size()) + " design(s):\n";
-    for (const auto& design : designs) {
-        tip += "Design Name: ";
-        AppendShown(tip, design.DesignName.Str());
-        AppendNotes(tip, design.Notes);
-        tip += "\n";
+    std::vector<ProjectPreviewHelper::DesignTitle> titles;
+    if (ProjectPreviewHelper::GetDesignTitles(AString(filePath.c_str()), file, titles)) {
+        AppendTitles(tip, titles);
+    } else {
+        tip += "Design preview information not found.\n";
     }
 }
 
@@ -92,12 +112,14 @@ void AppendSizeOf(std::string& tip, const std::string& filePath) {
 }  // namespace
 
 std::string ComposeInfoTip(const std::string& filePath) {
-    const AString      path(filePath.c_str());
-    const CProjectFile file(path);
-    if (!file.IsOpen()) ProjectPreviewHelper::ExistingProjectPath(path);  // what is open exists
-    std::string tip;
+    const CProjectFile file(filePath.c_str());
+    if (!file.IsOpen())  // what is open exists
+        ProjectPreviewHelper::ExistingProjectPath(AString(filePath.c_str()));
+    constexpr std::size_t kUsualSize = 1000;
+    std::string           tip;
+    tip.reserve(kUsualSize);
     AppendType(tip, file);
-    AppendDesigns(tip, path, file);
+    AppendDesigns(tip, filePath, file);
     if (file.IsOpen()) {
         AppendSize(tip, static_cast<std::uint64_t>(file.Size()));
     } else {

@@ -60,15 +60,18 @@ bool ReadPreviewBlock(const AString& path, const CProjectFile& file, io::CBlock&
     return ReadBlock(file, stream, block);
 }
 
-bool ReadPreviewBytes(const CProjectFile& file, std::string& bytes) {
+std::string_view ReadPreviewBytes(const CProjectFile& file, std::string& room) {
     constexpr std::int64_t kMost = 128 << 10;  // of a preview with a large picture; as few items are no limit
     std::uint32_t          offset = 0;
     char                   first  = 0;  // NUL: the file has the binary form
     if (!file.IsOpen() || DiagnosticsLevel() == kReportAll || file.Read(0, &first, 1) != 1 || first == 0 ||
         !FindPreviewBlockOffset(file, offset) || file.Size() - offset > kMost)
-        return false;
-    bytes.resize(static_cast<std::size_t>(file.Size() - offset));
-    return file.Read(offset, bytes.data(), bytes.size()) == bytes.size();
+        return {};
+    const auto size = static_cast<std::size_t>(file.Size() - offset);
+    if (const char* kept = file.Kept(offset); kept != nullptr) return {kept, size};
+    room.resize(size);
+    if (file.Read(offset, room.data(), size) != size) return {};
+    return room;
 }
 
 bool HasName(const io::CBlock_item& item, std::wstring_view name) noexcept {

@@ -20,9 +20,10 @@ class CProjectFile;
 bool ReadPreviewBlock(const AString& path, io::CBlock& block);
 /// The same of a file that is open, or not: then it is tried again, and what is wrong is reported.
 bool ReadPreviewBlock(const AString& path, const CProjectFile& file, io::CBlock& block);
-/// The bytes of a text file from its preview block on, for who can do without the block reader. False when
-/// there is none, it is long, or each open of a file is to be reported: the block reader tells then.
-bool ReadPreviewBytes(const CProjectFile& file, std::string& bytes);
+/// The bytes of a text file from its preview block on, for who can do without the block reader; a NUL stands
+/// behind them. They lie in the memory of `file` or `room`. Empty when there is none, it is long, or each
+/// open of a file is to be reported: the block reader tells then.
+std::string_view ReadPreviewBytes(const CProjectFile& file, std::string& room);
 /// `OpenPreviewBlock` for a file that is open.
 bool OpenPreviewBlock(const CProjectFile& file, io::CToken_istream& stream);
 

@@ -18,10 +18,20 @@ namespace {
 constexpr std::string_view kPreviewBeginMarker       = "$begin 'ProjectPreview'";
 constexpr std::string_view kProjectEndMarker         = "$end 'TarvexProject'";
 constexpr std::string_view kReferencedFilesEndMarker = "$end 'AllReferencedFilesForProject'";
-constexpr std::string_view kMarkers[]   = {kPreviewBeginMarker, kProjectEndMarker, kReferencedFilesEndMarker};
-constexpr char             kMarkerStart = '$';
+constexpr char             kMarkerStart              = '$';
+
+struct CMarker {
+    std::string_view mText;
+    std::size_t      mInitial = mText.find('\'') + 1;  ///< where the name begins
+
+    /// Hardly another name begins with the same letter: that is looked at first.
+    bool Begins(std::string_view text) const noexcept {
+        return text.size() >= mText.size() && text[mInitial] == mText[mInitial] && text.starts_with(mText);
+    }
+};
+constexpr CMarker kMarkers[] = {{kPreviewBeginMarker}, {kProjectEndMarker}, {kReferencedFilesEndMarker}};
 static_assert(std::all_of(std::begin(kMarkers), std::end(kMarkers),
-                          [](std::string_view marker) { return marker[0] == kMarkerStart; }));
+                          [](const CMarker& marker) { return marker.mText[0] == kMarkerStart; }));
 
 constexpr std::size_t kChunkSize      = 1000;  // bytes searched per pass, stepping back from the end
 constexpr std::size_t kPreviewOverlap = 100;   // bytes seen again, so that a marker across a border is found
@@ -39,6 +49,7 @@ class CChunks {
 
     /// Reads `size` bytes, which end where those read before began. @return how many there were.
     std::size_t Read(std::int64_t start, char* out, std::size_t size) {
+        if (mFile.Kept(start) != nullptr) return mFile.Read(start, out, size);
         // A piece that is cut off (the file has become shorter) is none: its chunks are read one by one.
         if (start < mPieceStart && !LoadPiece(start + static_cast<std::int64_t>(size)))
             return mFile.Read(start, out, size);
@@ -61,7 +72,7 @@ class CChunks {
     const CProjectFile& mFile;
     std::vector<char>   mPiece;  ///< whole chunks, but for the file's first
     std::int64_t        mPieceStart;
-    std::size_t         mPieceSize = kChunkSize;  ///< of the next
+    std::size_t         mPieceSize = 4 * kChunkSize;  ///< of the next
 };
 
 /// Searches a file backwards, a chunk a pass.
@@ -112,11 +123,11 @@ CBackwardScan::EFound CBackwardScan::Search() {
     EFound                 found = EFound::kNothingYet;
     for (std::size_t at = buffer.find(kMarkerStart); at != buffer.npos;
          at             = buffer.find(kMarkerStart, at + 1)) {
-        for (const std::string_view marker : kMarkers) {
-            if (!buffer.substr(at).starts_with(marker)) continue;
-            mMarkerText = marker;
+        for (const CMarker& marker : kMarkers) {
+            if (!marker.Begins(buffer.substr(at))) continue;
+            mMarkerText = marker.mText;
             mMarker     = at;
-            if (marker == kPreviewBeginMarker) return EFound::kPreview;
+            if (marker.mText == kPreviewBeginMarker) return EFound::kPreview;
             found = EFound::kNoPreview;
         }
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -32,28 +33,49 @@ constexpr bool IsPrintable(char ch) {
 enum ERun : std::uint8_t {
     kRunDigits = 1,
     kRunWord   = 2,
-    kRunPlain  = 4,  ///< stands for itself between quotes
 };
 
 constexpr std::array<std::uint8_t, 256> RunsOfCharacters() {
     std::array<std::uint8_t, 256> runs{};
     for (std::size_t i = 0; i < runs.size(); ++i) {
-        const char ch    = static_cast<char>(i);
-        const bool plain = IsPrintable(ch) && ch != '\'' && ch != '\\';
-        runs[i] = static_cast<std::uint8_t>((IsDigit(ch) ? kRunDigits : 0) | (IsWord(ch) ? kRunWord : 0) |
-                                            (plain ? kRunPlain : 0));
+        const char ch = static_cast<char>(i);
+        runs[i] = static_cast<std::uint8_t>((IsDigit(ch) ? kRunDigits : 0) | (IsWord(ch) ? kRunWord : 0));
     }
     return runs;
 }
 constexpr auto kRuns = RunsOfCharacters();
 
-/// Length of the run at the start.
-std::size_t RunLength(std::string_view text, ERun run) noexcept {
-    const char*       next = text.data();
-    const char* const end  = next + text.size();
-    while (next != end && (kRuns[static_cast<unsigned char>(*next)] & run) != 0)
+bool Is(char ch, ERun run) noexcept {
+    return (kRuns[static_cast<unsigned char>(ch)] & run) != 0;
+}
+
+/// Where a run ends: at the NUL behind all, if not before.
+const char* EndOfRun(const char* next, ERun run) noexcept {
+    while (Is(*next, run))
         ++next;
-    return static_cast<std::size_t>(next - text.data());
+    return next;
+}
+
+std::string_view Between(const char* begin, const char* end) noexcept {
+    return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+/// How many of eight characters stand for themselves between quotes, up to the first that does not: that is
+/// no printable ASCII, a quote or a backslash. Without a loop, so that a text's length is nothing to be
+/// guessed.
+std::size_t CountPlain(const char* eight) noexcept {
+    static_assert(std::endian::native == std::endian::little, "the first character is the lowest byte");
+    constexpr std::uint64_t kEach = 0x0101'0101'0101'0101;
+    constexpr std::uint64_t kTop  = 0x80 * kEach;
+    std::uint64_t           bytes = 0;
+    std::memcpy(&bytes, eight, sizeof bytes);
+    const std::uint64_t low = bytes & ~kTop;  // sums of these carry into no other byte
+    // The top bit of a byte tells: at least a blank; not the character; above '~'.
+    const auto isNot = [=](char ch) { return (low ^ kEach * static_cast<unsigned char>(ch)) + ~kTop; };
+    const std::uint64_t atLeast  = low + kEach * (0x80 - ' ');
+    const std::uint64_t above    = low + kEach * (0x7F - '~');
+    const std::uint64_t notPlain = (~(atLeast & isNot('\'') & isNot('\\')) | above | bytes) & kTop;
+    return static_cast<std::size_t>(std::countr_zero(notPlain)) / 8;
 }
 
 /// How many bytes are no printable ASCII. Blocks of fixed length are counted by wide instructions.
@@ -95,67 +117,65 @@ void Widen(std::string_view ascii, wchar_t* out) noexcept {
 
 }  // namespace
 
-bool CPreviewLines::Take(char ch) noexcept {
-    if (!mRest.starts_with(ch)) return false;
-    mRest.remove_prefix(1);
-    return true;
-}
-
-bool CPreviewLines::Take(std::string_view word) noexcept {
-    if (!mRest.starts_with(word)) return false;
-    mRest.remove_prefix(word.size());
-    return true;
-}
-
 void CPreviewLines::SkipBlanks() noexcept {
-    while (mRest.starts_with(' ') || mRest.starts_with('\t'))
-        mRest.remove_prefix(1);
+    while (*mNext == ' ' || *mNext == '\t')
+        ++mNext;
 }
 
 bool CPreviewLines::TakeLineEnd() noexcept {
     SkipBlanks();
-    return mRest.empty() || Take('\n') || Take("\r\n");
+    return Take('\n') || mNext == mEnd || Take("\r\n");
 }
 
 bool CPreviewLines::TakeQuoted(std::string_view& text) noexcept {
     if (!Take('\'')) return false;
     // Most texts are over after a few characters.
-    constexpr std::size_t kFew = 32;
-    const std::size_t     few  = std::min(kFew, mRest.size());
-    std::size_t           end  = RunLength(mRest.substr(0, few), kRunPlain);
-    const bool            over = end != few && mRest[end] == '\'';
-    if (!over) end = mRest.find('\'');
-    if (end == mRest.npos) return false;
-    text = mRest.substr(0, end);
-    mRest.remove_prefix(end + 1);
-    return over || IsPlain(text);
+    constexpr std::ptrdiff_t kFew  = 64;
+    constexpr std::size_t    kStep = 8;
+    const char* const        begin = mNext;
+    const char* const        few   = begin + std::min(kFew, mEnd - begin);
+    const char*              end   = begin;
+    for (std::size_t count = kStep; count == kStep && few - end >= std::ptrdiff_t{kStep}; end += count)
+        count = CountPlain(end);
+    const bool over = *end == '\'';
+    if (!over) {
+        const std::size_t more = Between(end, mEnd).find('\'');
+        if (more == std::string_view::npos) return false;
+        end += more;
+    }
+    text      = Between(begin, end);
+    mNext     = end + 1;
+    mIsFolded = false;
+    if (over) return true;
+    mIsFolded = text.find('\\') != text.npos;
+    return IsPlain(text);
 }
 
 /// A word, or a quoted text on one line.
 bool CPreviewLines::TakeName(std::string_view& name) noexcept {
-    if (mRest.starts_with('\'')) return TakeQuoted(name) && !name.empty() && name.find('\\') == name.npos;
-    if (mRest.empty() || !IsLetter(mRest[0])) return false;
-    name = mRest.substr(0, RunLength(mRest, kRunWord));
-    mRest.remove_prefix(name.size());
+    if (*mNext == '\'') return TakeQuoted(name) && !name.empty() && !mIsFolded;
+    if (!IsLetter(*mNext)) return false;
+    const char* const end = EndOfRun(mNext, kRunWord);
+    name                  = Between(std::exchange(mNext, end), end);
     return true;
 }
 
 /// A value that is no text between quotes, or stands in a list.
 bool CPreviewLines::TakeValue() noexcept {
-    constexpr std::size_t kDigits = 9;  // fit any count
-    std::string_view      value;
-    if (const std::size_t digits = RunLength(mRest, kRunDigits); digits != 0) {
-        mRest.remove_prefix(digits);
-        return digits <= kDigits;
+    constexpr std::ptrdiff_t kDigits = 9;  // fit any count
+    std::string_view         value;
+    if (IsDigit(*mNext)) {
+        const char* const end = EndOfRun(mNext, kRunDigits);
+        return end - std::exchange(mNext, end) <= kDigits;
     }
-    return mRest.starts_with('\'') ? TakeQuoted(value) : TakeName(value);
+    return *mNext == '\'' ? TakeQuoted(value) : TakeName(value);
 }
 
 /// What stands behind the "[", with the "]".
 bool CPreviewLines::TakeList() noexcept {
     SkipBlanks();
     if (Take(']')) return true;
-    const bool mayBeCount = !mRest.empty() && IsDigit(mRest[0]);
+    const bool mayBeCount = IsDigit(*mNext);
     for (bool first = true;; first = false) {
         if (!TakeValue()) return false;
         SkipBlanks();
@@ -167,7 +187,7 @@ bool CPreviewLines::TakeList() noexcept {
 
 bool CPreviewLines::TakeFrameName() noexcept {
     SkipBlanks();
-    return mRest.starts_with('\'') && TakeName(mName) && TakeLineEnd();
+    return *mNext == '\'' && TakeName(mName) && TakeLineEnd();
 }
 
 CPreviewLines::EKind CPreviewLines::Begin() noexcept {
@@ -184,16 +204,16 @@ CPreviewLines::EKind CPreviewLines::End() noexcept {
 
 CPreviewLines::EKind CPreviewLines::Next() noexcept {
     do {
-        if (mRest.empty()) return EKind::kUnknown;
+        if (mNext == mEnd) return EKind::kUnknown;
     } while (TakeLineEnd());
-    if (mRest.starts_with('$')) return Take("$begin ") ? Begin() : Take("$end ") ? End() : EKind::kUnknown;
+    if (*mNext == '$') return Take("$begin ") ? Begin() : Take("$end ") ? End() : EKind::kUnknown;
     if (!TakeName(mName)) return EKind::kUnknown;
     SkipBlanks();
     EKind kind = EKind::kOther;
     bool  read = false;
     if (Take('=')) {
         SkipBlanks();
-        if (mRest.starts_with('\'')) kind = EKind::kText;
+        if (*mNext == '\'') kind = EKind::kText;
         read = kind == EKind::kText ? TakeQuoted(mText) : TakeValue();
     } else if (Take('[')) {
         read = TakeList();
@@ -214,9 +234,9 @@ AString CPreviewLines::Text() const {
     return AString(std::move(text));
 }
 
-bool CPreviewLines::IsNamed(std::string_view name) const noexcept {
-    return mName.size() == name.size() && std::equal(mName.begin(), mName.end(), name.begin(), name.end(),
-                                                     [](char a, char b) { return Lower(a) == Lower(b); });
+bool CPreviewLines::IsSameName(std::string_view one, std::string_view other) noexcept {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](char a, char b) { return Lower(a) == Lower(b); });
 }
 
 }  // namespace ProjectPreviewHelper

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 
 namespace ProjectPreviewHelper {
@@ -16,8 +17,10 @@ class CPreviewLines {
   public:
     enum class EKind { kBegin, kEnd, kText, kOther, kUnknown };
 
-    /// @param bytes  of a text file, from the begin of the preview block on; must live as long as this.
-    explicit CPreviewLines(std::string_view bytes) noexcept : mRest(bytes) {}
+    /// @param bytes  of a text file, from the begin of the preview block on, and a NUL behind them; must live
+    ///               as long as this.
+    explicit CPreviewLines(std::string_view bytes) noexcept
+        : mNext(bytes.data()), mEnd(bytes.data() + bytes.size()) {}
 
     /// Goes to the next line that is not blank. The kinds: a block's begin and end; a name with a quoted
     /// text; a name with another value or a list; none of these. Nor are they known when blocks nest deeper
@@ -29,13 +32,29 @@ class CPreviewLines {
     std::string_view Name() const noexcept { return mName; }
     /// Of a line with a quoted text: that text.
     AString Text() const;
+    /// The same as it stands there: with a backslash before each line end of a text that is folded.
+    std::string_view Ascii() const noexcept { return mText; }
+    bool             IsFolded() const noexcept { return mIsFolded; }
 
     /// Whether the line has this name, as blocks compare the names of their items.
-    bool IsNamed(std::string_view name) const noexcept;
+    bool IsNamed(std::string_view name) const noexcept {
+        return mName.size() == name.size() && (mName == name || IsSameName(mName, name));
+    }
 
   private:
-    bool  Take(char ch) noexcept;
-    bool  Take(std::string_view word) noexcept;
+    static bool IsSameName(std::string_view one, std::string_view other) noexcept;
+
+    bool Take(char ch) noexcept {
+        if (*mNext != ch) return false;
+        ++mNext;
+        return true;
+    }
+    template <std::size_t size>
+    bool Take(const char (&word)[size]) noexcept {
+        if (mEnd - mNext < std::ptrdiff_t{size - 1} || std::memcmp(mNext, word, size - 1) != 0) return false;
+        mNext += size - 1;
+        return true;
+    }
     bool  TakeLineEnd() noexcept;
     bool  TakeQuoted(std::string_view& text) noexcept;
     bool  TakeName(std::string_view& name) noexcept;
@@ -48,10 +67,12 @@ class CPreviewLines {
 
     static constexpr std::size_t kDepth = 2;
 
-    std::string_view                     mRest;
+    const char*                          mNext;  ///< what is looked at may be the NUL at the end
+    const char*                          mEnd;
     std::string_view                     mName;
     std::string_view                     mText;
-    std::array<std::string_view, kDepth> mBlocks;  ///< names of those that are open
+    bool                                 mIsFolded = false;  ///< what was read between quotes last
+    std::array<std::string_view, kDepth> mBlocks;            ///< names of those that are open
     std::size_t                          mDepth = 0;
 };
 

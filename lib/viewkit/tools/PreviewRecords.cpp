@@ -48,29 +48,29 @@ DesignPreview ReadDesign(io::CBlock& design) {
 }
 
 /// A title from the lines of a design's block; false when one of them has to be read by the block reader.
-bool ReadTitle(CPreviewLines& lines, DesignTitle& title) {
+bool ReadTitle(CPreviewLines& lines, AsciiTitle& title) {
     using EKind = CPreviewLines::EKind;
     struct CField {
-        std::string_view mName;
-        AString&         mText;
-        bool             mFound = false;
+        std::string_view  mName;
+        std::string_view& mText;
+        bool              mFound = false;
     };
     CField fields[] = {{"DesignName", title.DesignName}, {"Notes", title.Notes}};
     for (EKind kind = lines.Next(); kind != EKind::kEnd; kind = lines.Next()) {
         if (kind != EKind::kText && kind != EKind::kOther) return false;
         for (CField& field : fields) {
             if (field.mFound || !lines.IsNamed(field.mName)) continue;
-            if (kind != EKind::kText) return false;
-            field.mText  = lines.Text();
+            if (kind != EKind::kText || lines.IsFolded()) return false;
+            field.mText  = lines.Ascii();
             field.mFound = true;
         }
     }
-    if (!fields[0].mFound) title.Notes.Clear();  // no field counts behind one that is missing
+    if (!fields[0].mFound) title.Notes = {};  // no field counts behind one that is missing
     return true;
 }
 
 /// The titles from the lines of a preview; the same `false`.
-bool ReadTitles(CPreviewLines& lines, std::vector<DesignTitle>& titles) {
+bool ReadTitles(CPreviewLines& lines, std::vector<AsciiTitle>& titles) {
     using EKind = CPreviewLines::EKind;
     for (EKind kind = lines.Next(); kind != EKind::kUnknown; kind = lines.Next()) {
         if (lines.Depth() == 0) return kind == EKind::kEnd;
@@ -104,13 +104,17 @@ bool GetProjectPreviewData(const AString& path, const CProjectFile& file,
 }
 
 bool GetDesignTitles(const AString& path, const CProjectFile& file, std::vector<DesignTitle>& titles) {
-    titles.clear();
-    std::string bytes;
-    if (ReadPreviewBytes(file, bytes)) {
-        CPreviewLines lines(bytes);
-        if (ReadTitles(lines, titles)) return true;
-    }
     return ReadDesigns(path, file, titles, &ReadTitleItems);
+}
+
+bool GetAsciiTitles(const CProjectFile& file, std::string& room, std::vector<AsciiTitle>& titles) {
+    constexpr std::size_t kUsual = 16;  // more designs are rare
+    titles.clear();
+    titles.reserve(kUsual);
+    const std::string_view bytes = ReadPreviewBytes(file, room);
+    if (bytes.empty()) return false;
+    CPreviewLines lines(bytes);
+    return ReadTitles(lines, titles);
 }
 
 }  // namespace ProjectPreviewHelper

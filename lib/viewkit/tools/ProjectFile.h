@@ -2,6 +2,7 @@
 
 #include "tessel/strings/astringwchar.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,11 +13,13 @@ namespace ProjectPreviewHelper {
 
 struct DesignPreview;
 
-/// A project file, open for shared reading: who has more than one question opens it once.
+/// A project file, open for shared reading: who has more than one question opens it once. Its last bytes are
+/// read once and kept, since most questions are about those. For one thread.
 class CProjectFile {
   public:
     /// The path's narrow form is opened: what that cannot name is not there.
-    explicit CProjectFile(const AString& path);
+    explicit CProjectFile(const AString& path) : CProjectFile(path.ToNarrow().c_str()) {}
+    explicit CProjectFile(const char* narrowPath);
     ~CProjectFile();
     CProjectFile(const CProjectFile&)            = delete;
     CProjectFile& operator=(const CProjectFile&) = delete;
@@ -27,12 +30,21 @@ class CProjectFile {
     std::int64_t Size() const noexcept { return mSize; }
     /// Reads up to `size` bytes from a place on. Fewer only where the file ends, or can no longer be read.
     std::size_t Read(std::int64_t offset, char* out, std::size_t size) const noexcept;
+    /// What is kept, from a place on up to the file's end, with a NUL behind it; null for a place before, or
+    /// when it could not be read. Lives as long as this.
+    const char* Kept(std::int64_t offset) const noexcept;
 
   private:
-    static constexpr int kNone = -1;
+    static constexpr int         kNone = -1;
+    static constexpr std::size_t kKept = 4096;  // bytes: a page of the system's
 
-    std::int64_t mSize = 0;
-    int          mDescriptor;
+    bool KeepEnd() const noexcept;
+
+    std::int64_t                        mSize = 0;
+    int                                 mDescriptor;
+    mutable bool                        mAsked = false;  ///< the end was read, or is not to be had
+    mutable std::int64_t                mKeptFrom;       ///< `mSize` when nothing is kept
+    mutable std::array<char, kKept + 1> mKept;
 };
 
 /// Where the header probe found what it looks for: 1-based lines, 0 for what is not there. (Of a line that
@@ -67,5 +79,14 @@ struct DesignTitle {
 };
 /// The first fields of the records that `GetProjectPreviewData` gives.
 bool GetDesignTitles(const AString& path, const CProjectFile& file, std::vector<DesignTitle>& titles);
+
+/// A title whose texts are ASCII and stand for themselves, where they were read.
+struct AsciiTitle {
+    std::string_view DesignName;
+    std::string_view Notes;
+};
+/// The same titles without the block reader, if they all are of that kind: they lie in the memory of `file`
+/// or `room`. False when that cannot be told; then `GetDesignTitles` does.
+bool GetAsciiTitles(const CProjectFile& file, std::string& room, std::vector<AsciiTitle>& titles);
 
 }  // namespace ProjectPreviewHelper

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
@@ -62,10 +63,14 @@ class CHeadLines {
     std::array<char, kLineBuffer> mLine;
 };
 
+const char* SkipBlanks(const char* text) {
+    return text + std::strspn(text, " \t\n\v\f\r");
+}
+
 /// What stands behind these words, each of which may follow white space; null when it is not all of them.
 const char* Behind(const char* line, std::initializer_list<std::string_view> words) {
     for (const std::string_view word : words) {
-        line += std::strspn(line, " \t\n\v\f\r");
+        line = SkipBlanks(line);
         if (std::strncmp(line, word.data(), word.size()) != 0) return nullptr;
         line += word.size();
     }
@@ -82,8 +87,14 @@ std::optional<std::string> ScanQuoted(const char* line, std::initializer_list<st
     return std::string(begin, NarrowPrefix({begin, length}, kMaxCapture));
 }
 
-bool Contains(const char* line, const char* word) {
-    return std::strstr(line, word) != nullptr;
+/// The numbers behind "Version(", of the usual form: digits that fit.
+bool ScanVersion(const char* line, int& major, int& minor) {
+    const char* const begin = Behind(line, {"Version("});
+    if (begin == nullptr) return false;
+    const char* const end   = begin + std::strlen(begin);
+    const auto        first = std::from_chars(begin, end, major);
+    if (first.ec != std::errc() || *first.ptr != ',') return false;
+    return std::from_chars(SkipBlanks(first.ptr + 1), end, minor).ec == std::errc();
 }
 
 /// What is known of the head of a file, line after line.
@@ -99,22 +110,40 @@ struct CProbe {
 
     void Look(const char* line) {
         ++mLine;
-        if (Contains(line, "Product"))
-            if (auto product = ScanQuoted(line, {"Product", "=", "'"})) {
-                mProduct       = std::move(*product);
-                mFound.Product = mLine;
-            }
-        if (Contains(line, "Desktop")) {
-            if (ScanQuoted(line, {"$begin", "'"}) == "Desktop") mFound.Desktop = mLine;
-            if (ScanQuoted(line, {"$end", "'"}) == "Desktop") mDesktopEnded = true;
+        switch (*SkipBlanks(line)) {
+            case 'P':
+                LookForProduct(line);
+                break;
+            case '$':
+                LookForDesktop(line);
+                break;
+            case 'V':
+                LookForVersion(line);
+                break;
+            default:
+                break;
         }
-        if (mFound.Desktop != 0 && !mDesktopEnded && Contains(line, "Version")) LookForVersion(line);
+    }
+
+    void LookForProduct(const char* line) {
+        auto product = ScanQuoted(line, {"Product", "=", "'"});
+        if (!product) return;
+        mProduct       = std::move(*product);
+        mFound.Product = mLine;
+    }
+
+    void LookForDesktop(const char* line) {
+        if (ScanQuoted(line, {"$begin", "'"}) == "Desktop") mFound.Desktop = mLine;
+        if (ScanQuoted(line, {"$end", "'"}) == "Desktop") mDesktopEnded = true;
     }
 
     void LookForVersion(const char* line) {
+        if (mFound.Desktop == 0 || mDesktopEnded) return;
         int major = 0;
         int minor = 0;
-        if (std::sscanf(line, " Version(%d,%d)", &major, &minor) != 2) return;
+        // Signs, blanks and numbers that do not fit are what `sscanf` makes of them.
+        if (!ScanVersion(line, major, minor) && std::sscanf(line, " Version(%d,%d)", &major, &minor) != 2)
+            return;
         mMajor         = static_cast<std::uint32_t>(major);
         mMinor         = static_cast<std::uint32_t>(minor);
         mFound.Version = mLine;

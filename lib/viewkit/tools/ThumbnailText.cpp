@@ -159,8 +159,8 @@ bool FindBase64(CPreviewLines& lines, AString& text) {
 bool GetProjectThumbnailText(const AString& path, CThumbnailText& thumbnail) {
     thumbnail = {};
     const CProjectFile file(path);
-    std::string        bytes;
-    if (ReadPreviewBytes(file, bytes)) {
+    std::string        room;
+    if (const std::string_view bytes = ReadPreviewBytes(file, room); !bytes.empty()) {
         CPreviewLines lines(bytes);
         thumbnail.IsBase64 = FindBase64(lines, thumbnail.Text);
         if (thumbnail.IsBase64) return true;

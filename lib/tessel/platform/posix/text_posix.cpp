@@ -4,8 +4,10 @@
 
 #include <iconv.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstring>
 #include <cwchar>
@@ -265,32 +267,36 @@ int WideToMultiByte(unsigned codePage, const wchar_t* text, int length, char* ou
 
 bool FormatByteSize(std::uint64_t bytes, char* out, unsigned capacity) noexcept {
     std::array<char, 32> text;
+    char*                next = text.data();
+    const auto           put  = [&](std::uint64_t number) {
+        next = std::to_chars(next, text.data() + text.size(), number).ptr;
+    };
+    const auto putText = [&](std::string_view ascii) { next = std::copy(ascii.begin(), ascii.end(), next); };
     if (bytes < 1024) {
-        std::snprintf(text.data(), text.size(), "%u bytes", static_cast<unsigned>(bytes));
+        put(bytes);
+        putText(" bytes");
     } else {
-        constexpr char kPrefixes[] = {'K', 'M', 'G', 'T', 'P', 'E'};
-        unsigned       power       = 0;  // the first unit of which there are fewer than 1000
-        while (power + 1 < std::size(kPrefixes) && bytes >> (10 * (power + 1)) >= 1000)
+        constexpr std::string_view kUnits[] = {" KB", " MB", " GB", " TB", " PB", " EB"};
+        unsigned                   power    = 0;  // the first unit of which there are fewer than 1000
+        while (power + 1 < std::size(kUnits) && bytes >> (10 * (power + 1)) >= 1000)
             ++power;
         const unsigned      shift = 10 * (power + 1);
         const std::uint64_t mask  = (std::uint64_t{1} << shift) - 1;
-        const auto          whole = static_cast<unsigned>(bytes >> shift);
+        const std::uint64_t whole = bytes >> shift;
         // Two decimal digits by long division: nothing overflows, nothing is rounded.
         const std::uint64_t tenths     = (bytes & mask) * 10;
         const std::uint64_t hundredths = (tenths & mask) * 10;
-        const auto          digit1     = static_cast<unsigned>(tenths >> shift);
-        const auto          digit2     = static_cast<unsigned>(hundredths >> shift);
-        const char          prefix     = kPrefixes[power];
-        if (whole < 10)
-            std::snprintf(text.data(), text.size(), "%u.%u%u %cB", whole, digit1, digit2, prefix);
-        else if (whole < 100)
-            std::snprintf(text.data(), text.size(), "%u.%u %cB", whole, digit1, prefix);
-        else
-            std::snprintf(text.data(), text.size(), "%u %cB", whole, prefix);
+        put(whole);
+        if (whole < 100) {
+            putText(".");
+            put(tenths >> shift);
+        }
+        if (whole < 10) put(hundredths >> shift);
+        putText(kUnits[power]);
     }
-    const std::size_t size = std::strlen(text.data()) + 1;
-    if (size > capacity) return false;
-    std::memcpy(out, text.data(), size);
+    const auto size = static_cast<std::size_t>(next - text.data());
+    if (size >= capacity) return false;
+    *std::copy_n(text.data(), size, out) = '\0';
     return true;
 }
 
