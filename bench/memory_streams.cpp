@@ -33,17 +33,12 @@ CMemoryInput::pos_type CMemoryInput::seekoff(off_type offset, std::ios_base::see
 }
 
 int CMemoryOutput::sync() {
-    // In blocks of fixed length that nothing else can reach, of which compilers make wide instructions.
-    constexpr std::ptrdiff_t kBlock = 32;
-    const wchar_t*           unit   = pbase();
-    for (; pptr() - unit >= kBlock; unit += kBlock) {
-        std::array<char, kBlock> block;
-        for (std::size_t i = 0; i < block.size(); ++i)
-            block[i] = static_cast<char>(unit[i]);
-        mBytes.append(block.data(), block.size());
-    }
-    while (unit != pptr())
-        mBytes += static_cast<char>(*unit++);
+    // All that may be there, in a number that is fixed and to where nothing else can reach, of which compilers
+    // make wide instructions; what is behind the last unit is left away.
+    std::array<char, kPiece> bytes;
+    for (std::size_t i = 0; i < kPiece; ++i)
+        bytes[i] = static_cast<char>(mUnits[i]);
+    mBytes.append(bytes.data(), static_cast<std::size_t>(pptr() - pbase()));
     setp(mUnits, mUnits + kPiece);
     return 0;
 }

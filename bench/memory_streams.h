@@ -47,7 +47,7 @@ class CMemoryOutput final : public std::wstreambuf {
     static constexpr std::size_t kPiece = 4096;
 
     std::string& mBytes;
-    wchar_t      mUnits[kPiece];
+    wchar_t      mUnits[kPiece] = {};
 };
 
 /// A wide stream that owns its buffer.
