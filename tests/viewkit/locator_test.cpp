@@ -1,5 +1,6 @@
 #include "tessel/streamio/token_istream.h"
 #include "viewkit/preview_support.h"
+#include "viewkit/tools/ProjectFile.h"
 
 #include <gtest/gtest.h>
 
@@ -146,6 +147,38 @@ TEST(Locator, RefusesFilesThatAreTooLong) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(Locate(path), kNone);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+TEST(ProjectFile, ReadsTheSameWithAndWithoutWhatItKeeps) {
+    using ProjectPreviewHelper::CProjectFile;
+    CProject project;
+    for (const std::size_t size : {0, 1, 4095, 4096, 4097, 9000}) {
+        std::string content(size, '\0');
+        for (std::size_t i = 0; i < size; ++i)
+            content[i] = static_cast<char>(i % 251 + 1);
+        const CProjectFile file(project.Write(content));
+        ASSERT_EQ(file.Size(), static_cast<std::int64_t>(size));
+        for (const std::size_t offset : {0, 1, 4904, 4905, 8999, 9000})
+            for (const std::size_t count : {0, 1, 100, 4096, 9000}) {
+                std::string out(count, '?');
+                out.resize(file.Read(static_cast<std::int64_t>(offset), out.data(), count));
+                EXPECT_EQ(out, offset < size ? content.substr(offset, count) : "") << size << ' ' << offset;
+                const char* kept = file.Kept(static_cast<std::int64_t>(offset));
+                ASSERT_EQ(kept != nullptr, offset < size && size - offset <= 4096);
+                EXPECT_EQ(kept != nullptr ? kept : "", kept != nullptr ? content.substr(offset) : "");
+            }
+    }
+}
+
+TEST(ProjectFile, KeepsNothingOfAFileThatGrowsShort) {
+    using ProjectPreviewHelper::CProjectFile;
+    CProject           project;
+    const CProjectFile file(project.Write(std::string(6000, 'x')));
+    std::filesystem::resize_file(project.Path(), 5000);
+    std::string out(6000, '?');
+    EXPECT_EQ(file.Kept(4500), nullptr);
+    EXPECT_EQ(file.Read(4500, out.data(), 1500), 500u);
+    EXPECT_EQ(file.Read(100, out.data(), 6000), 4900u);
 }
 
 TEST(Locator, AnswersForWhatIsNoFile) {

@@ -141,12 +141,7 @@ void CBlock::Write(CToken_ostream& stream) const {
 }
 
 void CBlock::WriteFile(CToken_ostream& stream) const {
-    CLineComposer lines(stream);
-    for (const CBlockItemPtr& item : mItems) {
-        if (!item || lines.Write(*item)) continue;
-        item->Write(stream);
-        stream.NewLine();
-    }
+    CLineComposer(stream).WriteItems(*this);
 }
 
 std::size_t CBlock::EstimateLength(const CToken_ostream& stream) const {

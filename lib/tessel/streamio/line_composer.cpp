@@ -1,6 +1,7 @@
 #include "tessel/streamio/line_composer.h"
 
 #include "tessel/platform/platform.h"
+#include "tessel/streamio/block.h"
 #include "tessel/streamio/block_func.h"
 #include "tessel/streamio/block_value.h"
 #include "tessel/streamio/block_vec.h"
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <typeinfo>
 
 namespace io {
@@ -23,7 +25,9 @@ bool Is(const Object& object) noexcept {
 }  // namespace
 
 CLineComposer::CLineComposer(CToken_ostream& stream) noexcept
-    : mBuffer(stream.TokenBuffer()), mUsual(Is<CToken_ostream>(stream) || Is<CToken_ostring>(stream)) {}
+    : mStream(stream),
+      mBuffer(stream.TokenBuffer()),
+      mUsual(Is<CToken_ostream>(stream) || Is<CToken_ostring>(stream)) {}
 
 bool CLineComposer::Open() noexcept {
     if (mRoom.mNext != nullptr) return true;
@@ -32,6 +36,10 @@ bool CLineComposer::Open() noexcept {
         return word.empty() ? L'\0' : AString::LowerChar(word[0]);
     };
     mFrameFirst = {first(mRoom.mBegin), first(mRoom.mEnd)};
+    // Other keywords may be no words, or words that need quotes.
+    mPlainFrames =
+        mStream.HasPlainFrames() && mRoom.mIsDefault && mRoom.mBegin == L"$begin" && mRoom.mEnd == L"$end";
+    TakeIndentation();
     return true;
 }
 
@@ -41,17 +49,61 @@ void CLineComposer::Close() noexcept {
     mLines = 0;
 }
 
-bool CLineComposer::Write(const CBlock_item& item) {
-    if (Open()) {
-        mNext = mRoom.mNext;
-        if (Put(mRoom.mIndentation) && PutItem(item) && Put(mRoom.mLineEnd)) {
-            mRoom.mNext = mNext;
-            ++mLines;
-            return true;
-        }
+void CLineComposer::TakeIndentation() noexcept {
+    mIndentation = mBuffer.Indentation();
+    std::copy_n(mIndentation.begin(), std::min(mIndentation.size(), kStep), mIndentationStart.begin());
+}
+
+bool CLineComposer::StartLine(std::size_t indentation) noexcept {
+    mNext = mRoom.mNext;
+    if (indentation > kStep || !Fits(kStep)) return Put(mIndentation.substr(0, indentation));
+    std::memcpy(mNext, mIndentationStart.data(), sizeof mIndentationStart);
+    mNext += indentation;
+    return true;
+}
+
+bool CLineComposer::EndLine() noexcept {
+    if ((mRoom.mCrLf && !Put(L'\r')) || !Put(L'\n')) return false;
+    mRoom.mNext = mNext;
+    ++mLines;
+    return true;
+}
+
+void CLineComposer::WriteItems(const CBlock& block) {
+    for (const CBlockItemPtr& item : block.Items()) {
+        if (!item || Write(*item)) continue;
+        Close();
+        item->Write(mStream);
+        mStream.NewLine();
     }
-    Close();
-    return false;
+}
+
+/// Writes an item and its line end. False: nothing of it has been written.
+bool CLineComposer::Write(const CBlock_item& item) {
+    if (!Open()) return false;
+    if (Is<CBlock>(item)) return mPlainFrames && WriteBlock(static_cast<const CBlock&>(item));
+    return StartLine(mIndentation.size()) && PutItem(item) && EndLine();
+}
+
+bool CLineComposer::WriteBlock(const CBlock& block) {
+    const std::size_t indentation = mIndentation.size();
+    if (!WriteFrame(indentation, mRoom.mBegin, block.Name())) return false;
+    mStream.Indent(mStream.IndentWidth());
+    TakeIndentation();
+    WriteItems(block);
+    if (Open() && WriteFrame(indentation, mRoom.mEnd, block.Name())) {
+        mStream.Unindent();
+        TakeIndentation();
+    } else {
+        Close();
+        mStream.WriteEndBlock(block.Name());
+    }
+    return true;
+}
+
+bool CLineComposer::WriteFrame(std::size_t indentation, std::wstring_view keyword, const CToken& name) {
+    return name.IsText() && StartLine(indentation) && Put(keyword) && Put(L' ') &&
+           PutQuoted(name.View(), L'\'') && EndLine();
 }
 
 bool CLineComposer::PutItem(const CBlock_item& item) {
@@ -92,12 +144,14 @@ bool CLineComposer::PutName(const CToken& name) {
 
 bool CLineComposer::PutText(const CToken& text) {
     const std::wstring_view view = text.View();
-    if (mRoom.mIsDefault && text.IsNotedWord() ? !IsFrame(view) && Put(view) : PutWord(view)) return true;
+    if (mRoom.mIsDefault && text.IsNotedWord() && !IsFrame(view)) return PutInSteps(view);
+    if (PutWord(view)) return true;
     // What is a word beyond the table's characters is not known here.
     return std::all_of(view.begin(), view.end(), CLexTable::Has) && PutQuoted(view, L'\'');
 }
 
 bool CLineComposer::PutValue(const CToken& value) {
+    if (value.IsNumeric()) return value.Type() != ETokenType::Hex && PutNumber(value.Number());
     switch (value.Type()) {
         case ETokenType::Keyword:
             return PutText(value);
@@ -109,18 +163,16 @@ bool CLineComposer::PutValue(const CToken& value) {
             return Put(mRoom.mGrammar->TrueSpelling());
         case ETokenType::False:
             return Put(mRoom.mGrammar->FalseSpelling());
-        case ETokenType::Hex:
-            return false;
         default:
-            return value.IsNumeric() && PutNumber(value.Number());
+            return false;
     }
 }
 
 /// Whether a word would open or close a block. Hardly one begins as these do.
 bool CLineComposer::IsFrame(std::wstring_view word) const noexcept {
     const wchar_t first = AString::LowerChar(word[0]);
-    return (first == mFrameFirst[0] && CBase_grammar::SameWord(word, mRoom.mBegin)) ||
-           (first == mFrameFirst[1] && CBase_grammar::SameWord(word, mRoom.mEnd));
+    return (first == mFrameFirst[0] || first == mFrameFirst[1]) &&
+           (CBase_grammar::SameWord(word, mRoom.mBegin) || CBase_grammar::SameWord(word, mRoom.mEnd));
 }
 
 /// A text that reads back as the same keyword.
@@ -176,6 +228,16 @@ bool CLineComposer::PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept {
 bool CLineComposer::PutNumber(double value) {
     if (!Fits(kMostNumberUnits) || std::isnan(value)) return false;
     mNext = PutExact(value, mNext);
+    return true;
+}
+
+/// A text that can be read in whole steps, so that short ones of any length are one copy of the same size.
+bool CLineComposer::PutInSteps(std::wstring_view text) noexcept {
+    if (!Fits(text.size() + kStep)) return false;
+    wchar_t* const end = mNext + text.size();
+    for (const wchar_t* from = text.data(); mNext < end; from += kStep, mNext += kStep)
+        std::memcpy(mNext, from, kStep * sizeof(wchar_t));
+    mNext = end;
     return true;
 }
 

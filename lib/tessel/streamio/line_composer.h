@@ -10,28 +10,34 @@
 
 namespace io {
 
+class CBlock;
 class CBlock_func;
 class CBlock_item;
 class CBlock_vec;
 
 /// Writes the items of a block where their characters go, a line at a time. It knows what is usual: named
-/// values, vectors and functions of plain tokens. Any other item is left alone: it writes itself,
-/// token by token. What is written is the same either way.
+/// values, vectors and functions of plain tokens, and named blocks. Any other item writes itself, token by
+/// token. What is written is the same either way.
 class CLineComposer {
   public:
-    /// @param stream  borrowed; between calls that answer true it must not be used.
+    /// @param stream  borrowed; nobody else may use it while this lives.
     explicit CLineComposer(CToken_ostream& stream) noexcept;
     CLineComposer(const CLineComposer&)            = delete;
     CLineComposer& operator=(const CLineComposer&) = delete;
     ~CLineComposer() { Close(); }
 
-    /// Writes an item and its line end. False: nothing of it has been written, and the stream is ready for
-    /// it.
-    bool Write(const CBlock_item& item);
+    /// Writes what a block holds.
+    void WriteItems(const CBlock& block);
 
   private:
     bool Open() noexcept;
     void Close() noexcept;
+    void TakeIndentation() noexcept;
+    bool StartLine(std::size_t indentation) noexcept;
+    bool EndLine() noexcept;
+    bool Write(const CBlock_item& item);
+    bool WriteBlock(const CBlock& block);
+    bool WriteFrame(std::size_t indentation, std::wstring_view keyword, const CToken& name);
     bool PutItem(const CBlock_item& item);
     bool PutVec(const CBlock_vec& vec);
     bool PutFunc(const CBlock_func& func);
@@ -43,6 +49,7 @@ class CLineComposer {
     bool PutQuoted(std::wstring_view text, wchar_t quote) noexcept;
     bool PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept;
     bool PutNumber(double value);
+    bool PutInSteps(std::wstring_view text) noexcept;
     bool Put(std::wstring_view text) noexcept;
     bool Put(wchar_t ch) noexcept {
         if (mNext == mRoom.mLimit) return false;
@@ -53,12 +60,18 @@ class CLineComposer {
         return static_cast<std::size_t>(mRoom.mLimit - mNext) >= units;
     }
 
-    CToken_streambuf&      mBuffer;
-    bool                   mUsual;  ///< streams of a class of their own may write in a way of their own
-    CLineRoom              mRoom;   ///< `mNext`: behind the last whole line
-    std::array<wchar_t, 2> mFrameFirst{};     ///< how the keywords of blocks begin, in lower case
-    wchar_t*               mNext  = nullptr;  ///< in the line being composed
-    std::uint32_t          mLines = 0;        ///< composed since the room was opened
+    static constexpr std::size_t kStep = CToken::kTextStep;
+
+    CToken_ostream&            mStream;
+    CToken_streambuf&          mBuffer;
+    bool                       mUsual;  ///< streams of a class of their own may write in a way of their own
+    CLineRoom                  mRoom;   ///< `mNext`: behind the last whole line
+    std::wstring_view          mIndentation;
+    std::array<wchar_t, kStep> mIndentationStart{};  ///< its first units
+    std::array<wchar_t, 2>     mFrameFirst{};        ///< how the keywords of blocks begin, in lower case
+    bool                       mPlainFrames = false;
+    wchar_t*                   mNext        = nullptr;  ///< in the line being composed
+    std::uint32_t              mLines       = 0;        ///< composed since the room was opened
 };
 
 }  // namespace io

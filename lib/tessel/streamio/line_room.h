@@ -10,10 +10,9 @@ namespace io {
 struct CLineRoom {
     const CBase_grammar* mGrammar = nullptr;
     const CLexTable*     mTable   = nullptr;  ///< of the grammar
-    std::wstring_view    mIndentation;
-    std::wstring_view    mLineEnd;
     std::wstring_view    mBegin, mEnd;        ///< keywords that a name must not look like
     bool                 mIsDefault = false;  ///< the grammar is the library's default
+    bool                 mCrLf      = false;  ///< lines end with CR LF
     bool                 mUtf8      = false;  ///< characters from 128 on take the units of their UTF-8 form
     wchar_t*             mNext      = nullptr;
     wchar_t*             mLimit     = nullptr;

@@ -154,11 +154,27 @@ wchar_t* PutWhole(std::uint64_t value, wchar_t* out) noexcept {
     return out + kStep - zeros;
 }
 
-/// The same for the digits behind a point, with zeros in front and none at the end. @pre `value < 10^8`.
-wchar_t* PutFraction(std::uint64_t value, wchar_t* out) noexcept {
-    const std::uint64_t digits = SplitDigits(value);
-    PutEight(digits, out);
-    return out + kStep - static_cast<std::size_t>(std::countl_zero(digits)) / 8;
+/// The same with a point before the last `decimals` digits, of which those that are 0 at the end are none.
+/// @pre not all of them are 0.
+template <std::size_t decimals>
+wchar_t* PutWithPoint(std::uint64_t value, wchar_t* out) noexcept {
+    constexpr std::uint64_t kUnit  = kPowersOfTen[decimals];
+    constexpr std::size_t   kWhole = kStep - decimals;
+    std::uint64_t           digits = 0;
+    if (value < kStepPower) {
+        digits = SplitDigits(value);
+        // One before the point is written also when it is 0.
+        const auto zeros =
+            static_cast<std::size_t>(std::countr_zero(digits | std::uint64_t{1} << 8 * (kWhole - 1))) / 8;
+        PutEight(digits >> 8 * zeros, out);
+        out += kWhole - zeros;
+    } else {
+        out    = PutWhole(value / kUnit, out);
+        digits = SplitDigits(value % kUnit);
+    }
+    *out++ = L'.';
+    PutEight(digits >> 8 * kWhole, out);
+    return out + decimals - static_cast<std::size_t>(std::countl_zero(digits)) / 8;
 }
 
 /// A number of so few decimals is a quotient of whole numbers, both exact, and its digits are those of the
@@ -166,16 +182,13 @@ wchar_t* PutFraction(std::uint64_t value, wchar_t* out) noexcept {
 /// for any other number. @pre it is positive.
 template <std::size_t decimals>
 wchar_t* PutDecimals(double value, wchar_t* out) noexcept {
-    constexpr std::uint64_t kUnit      = kPowersOfTen[decimals];
-    constexpr auto          kScale     = static_cast<double>(kUnit);
-    constexpr double        kMostExact = 1e15;
+    constexpr auto   kScale     = static_cast<double>(kPowersOfTen[decimals]);
+    constexpr double kMostExact = 1e15;
     if (value >= kMostExact / kScale) return nullptr;
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): the next line sees whether it was right.
     const auto all = static_cast<std::int64_t>(value * kScale + 0.5);
     if (static_cast<double>(all) / kScale != value) return nullptr;
-    out    = PutWhole(static_cast<std::uint64_t>(all) / kUnit, out);
-    *out++ = L'.';
-    return PutFraction(static_cast<std::uint64_t>(all) % kUnit * (kStepPower / kUnit), out);
+    return PutWithPoint<decimals>(static_cast<std::uint64_t>(all), out);
 }
 
 wchar_t* PutFewDecimals(double value, wchar_t* out) noexcept {

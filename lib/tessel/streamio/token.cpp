@@ -39,8 +39,10 @@ static_assert(std::size(kTypeNames) == static_cast<std::size_t>(ETokenType::Erro
 constexpr std::size_t kTextPrologue = sizeof(wchar_t);  // keeps the characters aligned
 
 wchar_t* NewText(const wchar_t* text, std::size_t length) {
-    void* block                = ::operator new(kTextPrologue + (length + 1) * sizeof(wchar_t));
-    auto*           characters = reinterpret_cast<wchar_t*>(static_cast<char*>(block) + kTextPrologue);
+    constexpr std::size_t kStep = CToken::kTextStep;
+    const std::size_t     units = std::max(length + 1, (length + kStep - 1) / kStep * kStep);
+    void* block                 = ::operator new(kTextPrologue + units * sizeof(wchar_t));
+    auto*           characters  = reinterpret_cast<wchar_t*>(static_cast<char*>(block) + kTextPrologue);
     std::copy_n(text, length, characters);
     characters[length] = 0;
     std::fill_n(static_cast<char*>(block), kTextPrologue, '\0');

@@ -130,6 +130,9 @@ class CToken {
         if (mText != nullptr) IsWord(mText) = 1;
     }
     bool IsNotedWord() const noexcept { return mText != nullptr && IsWord(mText) != 0; }
+    /// A text outside of a token can be read in whole steps of so many units; what is behind its zero is
+    /// unspecified.
+    static constexpr std::size_t kTextStep = 8;
     /// The text outside of itself. @pre there is one.
     std::wstring_view SharedText() const noexcept {
         return {mText, static_cast<std::size_t>(mValue.mLength)};

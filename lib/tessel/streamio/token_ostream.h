@@ -97,6 +97,9 @@ class CToken_ostream : public CAbstract_ostream {
     void SetOptions(std::uint32_t options);
     /// Marks the stream failed.
     void Fail() noexcept { mGood = false; }
+    /// Whether blocks look as they do without settings: no index notes them, names are quoted, lines begin
+    /// with ASCII.
+    bool HasPlainFrames() const noexcept { return !mBuildIndex && mQuoteBlockNames && IndentChar() < 0x80; }
     /// The number of blocks that are open.
     std::size_t Level() const noexcept { return mLevel; }
 

@@ -170,6 +170,8 @@ class CToken_streambuf {
     virtual bool IsIndented() const noexcept { return false; }
     /// Units that stand before the first token of a line written next.
     virtual std::size_t IndentationLength() const { return 0; }
+    /// The characters that they are made of; valid until the next `Indent` or `Unindent`.
+    virtual std::wstring_view Indentation() const noexcept { return {}; }
     /// Marks the start of the data, where the form needs it.
     virtual void StartOutput() {}
 

@@ -67,10 +67,11 @@ class CToken_textstreambuf : public CToken_streambuf {
     void WriteNameToken(const CToken& token) override;
     void WriteBlockName(const CToken& token) override;
 
-    void        Indent(std::size_t width, wchar_t ch) override;
-    void        Unindent() override;
-    bool        IsIndented() const noexcept override { return !mIndents.empty(); }
-    std::size_t IndentationLength() const override { return UnitsOf(mIndentation); }
+    void              Indent(std::size_t width, wchar_t ch) override;
+    void              Unindent() override;
+    bool              IsIndented() const noexcept override { return !mIndents.empty(); }
+    std::size_t       IndentationLength() const override { return UnitsOf(mIndentation); }
+    std::wstring_view Indentation() const noexcept override { return mIndentation; }
 
     /// Lines end with CR LF instead of LF.
     void SetCrLf(bool on) noexcept { mCrLf = on; }

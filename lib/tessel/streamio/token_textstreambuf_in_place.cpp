@@ -32,19 +32,19 @@ bool CToken_textstreambuf::OpenLines(CLineRoom& room) noexcept {
     constexpr std::wstring_view kDelimiters = L"=[:,]()";
     const auto spoils = [this](wchar_t ch) { return mGrammar.HasFlags(ch, kFlagKeywordChar); };
     const bool plain  = IsFormatting() && mTable->IsPlain() && LastType() == ETokenType::Eol &&
+                       UnitsOf(mIndentation) == mIndentation.size() &&
                        std::none_of(kDelimiters.begin(), kDelimiters.end(), spoils);
     const auto [next, units] = ReadyRoom();
     if (!plain || units == 0) return false;
-    room = {.mGrammar     = &mGrammar,
-            .mTable       = mTable,
-            .mIndentation = mIndentation,
-            .mLineEnd     = mCrLf ? L"\r\n" : L"\n",
-            .mBegin       = BlockBegin().Str(),
-            .mEnd         = BlockEnd().Str(),
-            .mIsDefault   = IsDefaultGrammar(),
-            .mUtf8        = IsUtf8(),
-            .mNext        = next,
-            .mLimit       = next + units};
+    room = {.mGrammar   = &mGrammar,
+            .mTable     = mTable,
+            .mBegin     = BlockBegin().Str(),
+            .mEnd       = BlockEnd().Str(),
+            .mIsDefault = IsDefaultGrammar(),
+            .mCrLf      = mCrLf,
+            .mUtf8      = IsUtf8(),
+            .mNext      = next,
+            .mLimit     = next + units};
     return true;
 }
 

@@ -353,18 +353,25 @@ TEST(RoundTrip, LinesAreComposedAsItemsWriteThem) {
     ForDocuments(1000, [](CGenerator& generator) {
         CBlock file = generator.File(1 + generator.Below(20));
         if (generator.Once(2)) file = Parsed(FileBytes(file, EForm::kText));
-        const bool crLf  = generator.Once(3);
-        const bool plain = !generator.Once(10);
-        const auto write = [&]<class Stream>(std::type_identity<Stream>, std::size_t room) {
+        const bool        crLf   = generator.Once(3);
+        const bool        plain  = !generator.Once(10);
+        const bool        quoted = !generator.Once(5);
+        const std::size_t width  = generator.Below(12);
+        const wchar_t     blank  = generator.Once(3) ? L' ' : generator.Once(10) ? L'\x3000' : L'\t';
+        const auto        write  = [&]<class Stream>(std::type_identity<Stream>, std::size_t room) {
             CRoomBuf buffer(room);
             Stream   stream(std::make_unique<std::wostream>(&buffer), 0, GrammarOf(EForm::kText));
             auto&    tokens = dynamic_cast<CToken_textstreambuf&>(stream.TokenBuffer());
             tokens.SetCrLf(crLf);
             tokens.SetFormatting(plain);
+            stream.SetQuoteBlockNames(quoted);
+            stream.SetIndentation(width, blank);
             stream.Indent(3);
             file.WriteFile(stream);
             EXPECT_TRUE(stream.good());
-            return std::tuple(Shown(buffer.Text()), tokens.LineNumber(), tokens.CharsWritten());
+            EXPECT_EQ(tokens.IndentationLength(), 3 * (blank < 0x80 ? 1u : 3u));
+            return std::tuple(Shown(buffer.Text()), tokens.LineNumber(), tokens.CharsWritten(),
+                                      stream.Level());
         };
         const auto bySelf = write(std::type_identity<CToken_ostream>{}, 0);
         EXPECT_EQ(write(std::type_identity<COwnStream>{}, 5000), bySelf);
