@@ -4,14 +4,13 @@
 
 #include <iconv.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <climits>
 #include <cstring>
 #include <cwchar>
 #include <iterator>
+#include <string>
 #include <string_view>
 
 namespace platform {
@@ -266,18 +265,12 @@ int WideToMultiByte(unsigned codePage, const wchar_t* text, int length, char* ou
 }
 
 bool FormatByteSize(std::uint64_t bytes, char* out, unsigned capacity) noexcept {
-    std::array<char, 32> text;
-    char*                next = text.data();
-    const auto           put  = [&](std::uint64_t number) {
-        next = std::to_chars(next, text.data() + text.size(), number).ptr;
-    };
-    const auto putText = [&](std::string_view ascii) { next = std::copy(ascii.begin(), ascii.end(), next); };
+    std::string text;  // no longer than what a string keeps in itself
     if (bytes < 1024) {
-        put(bytes);
-        putText(" bytes");
+        text = std::to_string(bytes) + " bytes";
     } else {
-        constexpr std::string_view kUnits[] = {" KB", " MB", " GB", " TB", " PB", " EB"};
-        unsigned                   power    = 0;  // the first unit of which there are fewer than 1000
+        constexpr const char* kUnits[] = {" KB", " MB", " GB", " TB", " PB", " EB"};
+        unsigned              power    = 0;  // the first unit of which there are fewer than 1000
         while (power + 1 < std::size(kUnits) && bytes >> (10 * (power + 1)) >= 1000)
             ++power;
         const unsigned      shift = 10 * (power + 1);
@@ -286,17 +279,13 @@ bool FormatByteSize(std::uint64_t bytes, char* out, unsigned capacity) noexcept 
         // Two decimal digits by long division: nothing overflows, nothing is rounded.
         const std::uint64_t tenths     = (bytes & mask) * 10;
         const std::uint64_t hundredths = (tenths & mask) * 10;
-        put(whole);
-        if (whole < 100) {
-            putText(".");
-            put(tenths >> shift);
-        }
-        if (whole < 10) put(hundredths >> shift);
-        putText(kUnits[power]);
+        text                           = std::to_string(whole);
+        if (whole < 100) text += "." + std::to_string(tenths >> shift);
+        if (whole < 10) text += std::to_string(hundredths >> shift);
+        text += kUnits[power];
     }
-    const auto size = static_cast<std::size_t>(next - text.data());
-    if (size >= capacity) return false;
-    *std::copy_n(text.data(), size, out) = '\0';
+    if (text.size() >= capacity) return false;
+    out[text.copy(out, text.size())] = '\0';
     return true;
 }
 
