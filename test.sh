@@ -30,10 +30,12 @@ run_tests() {
         --output-on-failure --timeout 600 </dev/null)
 }
 
-# prefixes MACHINE...: makes the Wine prefixes of machines that run 32-bit programs.
+# prefixes MACHINE...: makes the Wine prefixes of machines that run 32-bit programs, in a system that is fetched
+# while others build.
 prefixes() {
     say "Preparing Wine for 32-bit programs"
-    as_root "$root/scripts/make_wine32.sh" || die "cannot make the system for it"
+    [ -z "$wine32" ] || wait "$wine32" || { cat "$root/build/wine32.log"; die "cannot make the system for it"; }
+    wine32=
     for machine in "$@"; do
         as_root "$root/scripts/make_wine_prefix.sh" "$machine" || die "cannot make a Wine prefix"
     done
@@ -51,6 +53,16 @@ static_checks() {
     done
     echo '</testsuite>' >>"$results/checks/ctest.xml"
 }
+
+case " $builds " in
+*" windows-x86 "* | *" packages "*)
+    mkdir -p "$root/build"
+    as_root true # asks for a password here, if it asks
+    as_root "$root/scripts/make_wine32.sh" >"$root/build/wine32.log" 2>&1 &
+    wine32=$!
+    ;;
+esac
+installers= # tests that go on while others run
 
 for preset in $builds; do
     case $preset in
@@ -74,11 +86,11 @@ for preset in $builds; do
         "$root/scripts/make_packages.sh" || die "cannot make the packages"
         prefixes wow64 i686
         run_tests packages-native native -L '^packages$'
-        # Two Windows systems that know nothing of each other: at the same time.
-        run_tests packages-windows-x86 windows-x86 -L '^packages$' >"$root/build/packages-x86.log" 2>&1 &
-        run_tests packages-windows-x64 windows-x64 -L '^packages$'
-        wait
-        cat "$root/build/packages-x86.log"
+        # Two Windows systems that know nothing of each other, nor of what comes next.
+        for machine in x86 x64; do
+            run_tests packages-windows-$machine windows-$machine -L '^packages$' >"$root/build/packages-$machine.log" 2>&1 &
+            installers="$installers $!"
+        done
         ;;
     windows-x64)
         build windows-x64
@@ -96,6 +108,9 @@ for preset in $builds; do
         ;;
     esac
 done
+
+# shellcheck disable=SC2086  # a list
+[ -z "$installers" ] || { wait $installers; cat "$root"/build/packages-x*.log; }
 
 say "Results"
 python3 "$root/scripts/tally.py" "$results"

@@ -114,6 +114,19 @@ std::string Document(const AString& path) {
     return answer + out.String().ToNarrow();
 }
 
+/// Written as bytes, in lines that are indented far.
+std::string Indented(const AString& path) {
+    io::CToken_istream stream(path, io::kOpenFastInput);
+    io::CBlock         file;
+    file.ReadFile(stream);
+    auto               bytes = std::make_unique<std::wostringstream>();
+    const auto&        text  = *bytes;
+    io::CToken_ostream out(std::move(bytes), 0, &io::CToken_grammar_default::Shared());
+    out.Indent(40);
+    file.WriteFile(out);
+    return out.good() ? AString(text.str()).ToNarrow() : "not written";
+}
+
 /// A read that fails leaves the stream good for another from its start.
 std::string ReadAgain(const AString& path) {
     io::CToken_istream stream(path, io::kOpenFastInput);
@@ -178,6 +191,7 @@ const CRequest kRequests[] = {
      "\t$end 'properties'\n\tTarvexProject(0)\n\t'A block of a long name'(17)\n$end '$index$'\n" +
          Project(Designs(2)),
      &Document},
+    {"document written far indented", Project(OddLines() + Designs(1)), &Indented},
     {"document read again", Project(OddLines() + Designs(3)), &ReadAgain},
     {"items added to a block", "", &AddToBlock},
 };

@@ -75,6 +75,20 @@ TEST(PreviewLines, KnowWhatTheSuiteWrites) {
         EXPECT_EQ(Kinds("$begin 'P'\n" + std::string(row.mLines)), row.mKinds) << row.mLines;
 }
 
+TEST(PreviewLines, KnowWhichCharactersStandForThemselves) {
+    for (std::size_t size = 1; size <= 80; size += size < 20 ? 1 : 20)
+        for (std::size_t at = 0; at < size; ++at)
+            for (int code = 0; code < 256; ++code) {
+                std::string text(size, 'x');
+                text[at]             = static_cast<char>(code);
+                const bool plain     = code >= ' ' && code <= '~' && code != '\\' && code != '\'';
+                const auto bytes     = "$begin 'P'\nT='" + text + "'\n$end 'P'\n";
+                const bool isEscaped = code == '\\' || code == '\'';  // means what its neighbours make of it
+                ASSERT_EQ(isEscaped || Kinds(bytes) == "<P T:" + text + " >P", isEscaped || plain)
+                    << size << ' ' << code;
+            }
+}
+
 std::string Shown(bool found, const std::vector<DesignTitle>& titles, const CThumbnailText& thumbnail) {
     return (found ? "" : "none ") +
            DumpList(titles, " // ",
@@ -91,6 +105,21 @@ std::string Told(const AString& path) {
     const bool               found = preview_lookups::ToldTitles(path, titles);
     EXPECT_EQ(GetProjectThumbnailText(path, thumbnail), found);
     return Shown(found, titles, thumbnail);
+}
+
+TEST(PreviewLines, GiveTextsOfSeveralLines) {
+    CProject      project;
+    const AString path = project.WritePreview(
+        "$begin 'DesignInfo'\nDesignName='A\\\nb'\nNotes='one\\\n\\\ntwo, and so on to thirty more "
+        "characters'\n$end 'DesignInfo'\n$begin 'DesignInfo'\nDesignName='\\\n'\n$end 'DesignInfo'");
+    TitleRoom               room;
+    std::vector<AsciiTitle> titles;
+    const CProjectFile      file(path);
+    ASSERT_TRUE(GetAsciiTitles(file, room, titles));
+    ASSERT_EQ(titles.size(), 2u);
+    EXPECT_EQ(titles[0].DesignName, "A\nb");
+    EXPECT_EQ(titles[0].Notes, "one\n\ntwo, and so on to thirty more characters");
+    EXPECT_EQ(titles[1].DesignName, "\n");
 }
 
 /// The same by the block reader, and by the lookups of blocks.

@@ -35,8 +35,9 @@ inline std::vector<ProjectPreviewHelper::DesignTitle> Titles(io::CBlock& preview
 /// What the tip tells: the titles without the block reader, or else with it.
 inline bool ToldTitles(const AString& path, std::vector<ProjectPreviewHelper::DesignTitle>& titles) {
     const ProjectPreviewHelper::CProjectFile      file(path);
-    std::string                                   room;
+    ProjectPreviewHelper::TitleRoom               room;
     std::vector<ProjectPreviewHelper::AsciiTitle> usual;
+    titles.clear();
     if (!ProjectPreviewHelper::GetAsciiTitles(file, room, usual)) return GetDesignTitles(path, file, titles);
     const auto text = [](std::string_view ascii) {
         return AString(std::wstring(ascii.begin(), ascii.end()));

@@ -56,10 +56,8 @@ void CLineComposer::TakeIndentation() noexcept {
 
 bool CLineComposer::StartLine(std::size_t indentation) noexcept {
     mNext = mRoom.mNext;
-    if (indentation > kStep || !Fits(kStep)) return Put(mIndentation.substr(0, indentation));
-    std::memcpy(mNext, mIndentationStart.data(), sizeof mIndentationStart);
-    mNext += indentation;
-    return true;
+    return indentation > kStep ? Put(mIndentation.substr(0, indentation))
+                               : PutInSteps({mIndentationStart.data(), indentation});
 }
 
 bool CLineComposer::EndLine() noexcept {
@@ -90,8 +88,11 @@ bool CLineComposer::WriteBlock(const CBlock& block) {
     if (!WriteFrame(indentation, mRoom.mBegin, block.Name())) return false;
     mStream.Indent(mStream.IndentWidth());
     TakeIndentation();
+    const std::size_t inside = mIndentation.size();
     WriteItems(block);
-    if (Open() && WriteFrame(indentation, mRoom.mEnd, block.Name())) {
+    // An item that wrote itself may have changed what lines look like.
+    if (Open() && mPlainFrames && mIndentation.size() == inside &&
+        WriteFrame(indentation, mRoom.mEnd, block.Name())) {
         mStream.Unindent();
         TakeIndentation();
     } else {
@@ -102,8 +103,7 @@ bool CLineComposer::WriteBlock(const CBlock& block) {
 }
 
 bool CLineComposer::WriteFrame(std::size_t indentation, std::wstring_view keyword, const CToken& name) {
-    return name.IsText() && StartLine(indentation) && Put(keyword) && Put(L' ') &&
-           PutQuoted(name.View(), L'\'') && EndLine();
+    return StartLine(indentation) && Put(keyword) && Put(L' ') && PutQuoted(name.View(), L'\'') && EndLine();
 }
 
 bool CLineComposer::PutItem(const CBlock_item& item) {

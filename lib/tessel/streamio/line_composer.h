@@ -20,7 +20,7 @@ class CBlock_vec;
 /// token. What is written is the same either way.
 class CLineComposer {
   public:
-    /// @param stream  borrowed; nobody else may use it while this lives.
+    /// @param stream  borrowed; used by nobody else while this lives, but by items that write themselves.
     explicit CLineComposer(CToken_ostream& stream) noexcept;
     CLineComposer(const CLineComposer&)            = delete;
     CLineComposer& operator=(const CLineComposer&) = delete;

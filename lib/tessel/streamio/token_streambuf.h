@@ -309,9 +309,10 @@ class CToken_streambuf {
     /// Writes one unit as it is, past any encoding.
     void PutUnit(wchar_t unit);
     bool IsFormatting() const noexcept { return mFormatting; }
-    /// Units that can be written where the underlying buffer has room.
+    /// Units that can be written where the underlying buffer has room, and nothing that counts.
     std::pair<wchar_t*, std::size_t> ReadyRoom() noexcept {
-        if (mStreamBuf == nullptr) return {nullptr, 0};
+        if (mStreamBuf == nullptr || CBufferAreas::End(*mStreamBuf) > CBufferAreas::Put(*mStreamBuf))
+            return {nullptr, 0};
         return {CBufferAreas::Put(*mStreamBuf), CBufferAreas::Room(*mStreamBuf)};
     }
     wchar_t        LastChar() const noexcept { return mLastChar; }

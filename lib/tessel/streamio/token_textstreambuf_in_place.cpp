@@ -32,7 +32,7 @@ bool CToken_textstreambuf::OpenLines(CLineRoom& room) noexcept {
     constexpr std::wstring_view kDelimiters = L"=[:,]()";
     const auto spoils = [this](wchar_t ch) { return mGrammar.HasFlags(ch, kFlagKeywordChar); };
     const bool plain  = IsFormatting() && mTable->IsPlain() && LastType() == ETokenType::Eol &&
-                       UnitsOf(mIndentation) == mIndentation.size() &&
+                       (!IsUtf8() || std::all_of(mIndentation.begin(), mIndentation.end(), CLexTable::Has)) &&
                        std::none_of(kDelimiters.begin(), kDelimiters.end(), spoils);
     const auto [next, units] = ReadyRoom();
     if (!plain || units == 0) return false;

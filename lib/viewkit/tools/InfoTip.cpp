@@ -78,7 +78,7 @@ void AppendTitles(std::string& tip, const std::vector<Title>& titles) {
 }
 
 void AppendDesigns(std::string& tip, const std::string& filePath, const CProjectFile& file) {
-    std::string                                   room;
+    ProjectPreviewHelper::TitleRoom               room;
     std::vector<ProjectPreviewHelper::AsciiTitle> usual;
     if (ProjectPreviewHelper::GetAsciiTitles(file, room, usual)) {
         AppendTitles(tip, usual);

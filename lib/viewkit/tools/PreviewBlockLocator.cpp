@@ -72,7 +72,7 @@ class CChunks {
     const CProjectFile& mFile;
     std::vector<char>   mPiece;  ///< whole chunks, but for the file's first
     std::int64_t        mPieceStart;
-    std::size_t         mPieceSize = 4 * kChunkSize;  ///< of the next
+    std::size_t         mPieceSize = 4 * kChunkSize;  ///< of the next; the file keeps about as many
 };
 
 /// Searches a file backwards, a chunk a pass.

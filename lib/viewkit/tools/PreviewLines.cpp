@@ -103,6 +103,16 @@ bool IsPlain(std::string_view text) noexcept {
     return CountUnprintable(text) == lineEnds;
 }
 
+/// Does something with each part of a folded text: all but the first begin with a line end.
+template <class Do>
+void ForLines(std::string_view text, Do what) {
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\\'));
+        what(line);
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    }
+}
+
 /// In blocks of fixed length, copied so that nobody can write to them meanwhile: for wide instructions.
 void Widen(std::string_view ascii, wchar_t* out) noexcept {
     constexpr std::size_t    kBlock = 16;
@@ -224,14 +234,18 @@ CPreviewLines::EKind CPreviewLines::Next() noexcept {
 AString CPreviewLines::Text() const {
     std::wstring text(mText.size(), L'\0');
     std::size_t  length = 0;
-    for (std::string_view rest = mText; !rest.empty();) {
-        const std::string_view line = rest.substr(0, rest.find('\\'));
+    ForLines(mText, [&](std::string_view line) {
         Widen(line, text.data() + length);
         length += line.size();
-        rest.remove_prefix(std::min(line.size() + 1, rest.size()));  // the line end behind it stays
-    }
+    });
     text.resize(length);
     return AString(std::move(text));
+}
+
+std::string CPreviewLines::Unfolded() const {
+    std::string text;
+    ForLines(mText, [&](std::string_view line) { text += line; });
+    return text;
 }
 
 bool CPreviewLines::IsSameName(std::string_view one, std::string_view other) noexcept {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 namespace ProjectPreviewHelper {
@@ -32,9 +33,10 @@ class CPreviewLines {
     std::string_view Name() const noexcept { return mName; }
     /// Of a line with a quoted text: that text.
     AString Text() const;
-    /// The same as it stands there: with a backslash before each line end of a text that is folded.
+    /// The same as it stands there: one that is folded has a backslash before each line end.
     std::string_view Ascii() const noexcept { return mText; }
     bool             IsFolded() const noexcept { return mIsFolded; }
+    std::string      Unfolded() const;
 
     /// Whether the line has this name, as blocks compare the names of their items.
     bool IsNamed(std::string_view name) const noexcept {
@@ -67,12 +69,12 @@ class CPreviewLines {
 
     static constexpr std::size_t kDepth = 2;
 
-    const char*                          mNext;  ///< what is looked at may be the NUL at the end
-    const char*                          mEnd;
-    std::string_view                     mName;
-    std::string_view                     mText;
-    bool                                 mIsFolded = false;  ///< what was read between quotes last
-    std::array<std::string_view, kDepth> mBlocks;            ///< names of those that are open
+    const char*      mNext;  ///< what is looked at may be the NUL at the end
+    const char*      mEnd;
+    std::string_view mName;
+    std::string_view mText;
+    bool             mIsFolded = false;            ///< what was read between quotes last has line ends
+    std::array<std::string_view, kDepth> mBlocks;  ///< names of those that are open
     std::size_t                          mDepth = 0;
 };
 

@@ -48,7 +48,7 @@ DesignPreview ReadDesign(io::CBlock& design) {
 }
 
 /// A title from the lines of a design's block; false when one of them has to be read by the block reader.
-bool ReadTitle(CPreviewLines& lines, AsciiTitle& title) {
+bool ReadTitle(CPreviewLines& lines, AsciiTitle& title, std::forward_list<std::string>& unfolded) {
     using EKind = CPreviewLines::EKind;
     struct CField {
         std::string_view  mName;
@@ -60,8 +60,8 @@ bool ReadTitle(CPreviewLines& lines, AsciiTitle& title) {
         if (kind != EKind::kText && kind != EKind::kOther) return false;
         for (CField& field : fields) {
             if (field.mFound || !lines.IsNamed(field.mName)) continue;
-            if (kind != EKind::kText || lines.IsFolded()) return false;
-            field.mText  = lines.Ascii();
+            if (kind != EKind::kText) return false;
+            field.mText  = lines.IsFolded() ? unfolded.emplace_front(lines.Unfolded()) : lines.Ascii();
             field.mFound = true;
         }
     }
@@ -70,12 +70,13 @@ bool ReadTitle(CPreviewLines& lines, AsciiTitle& title) {
 }
 
 /// The titles from the lines of a preview; the same `false`.
-bool ReadTitles(CPreviewLines& lines, std::vector<AsciiTitle>& titles) {
+bool ReadTitles(CPreviewLines& lines, std::vector<AsciiTitle>& titles,
+                std::forward_list<std::string>& unfolded) {
     using EKind = CPreviewLines::EKind;
     for (EKind kind = lines.Next(); kind != EKind::kUnknown; kind = lines.Next()) {
         if (lines.Depth() == 0) return kind == EKind::kEnd;
         if (kind == EKind::kBegin && lines.Depth() == 2 && lines.IsNamed("DesignInfo"))
-            if (!ReadTitle(lines, titles.emplace_back())) return false;
+            if (!ReadTitle(lines, titles.emplace_back(), unfolded)) return false;
     }
     return false;
 }
@@ -107,14 +108,14 @@ bool GetDesignTitles(const AString& path, const CProjectFile& file, std::vector<
     return ReadDesigns(path, file, titles, &ReadTitleItems);
 }
 
-bool GetAsciiTitles(const CProjectFile& file, std::string& room, std::vector<AsciiTitle>& titles) {
+bool GetAsciiTitles(const CProjectFile& file, TitleRoom& room, std::vector<AsciiTitle>& titles) {
     constexpr std::size_t kUsual = 16;  // more designs are rare
     titles.clear();
     titles.reserve(kUsual);
-    const std::string_view bytes = ReadPreviewBytes(file, room);
+    const std::string_view bytes = ReadPreviewBytes(file, room.Bytes);
     if (bytes.empty()) return false;
     CPreviewLines lines(bytes);
-    return ReadTitles(lines, titles);
+    return ReadTitles(lines, titles, room.Unfolded);
 }
 
 }  // namespace ProjectPreviewHelper

@@ -38,7 +38,7 @@ std::size_t CProjectFile::Read(std::int64_t offset, char* out, std::size_t size)
 }
 
 const char* CProjectFile::Kept(std::int64_t offset) const noexcept {
-    const bool inEnd = offset < mSize && mSize - offset <= static_cast<std::int64_t>(kKept);
+    const bool inEnd = offset >= 0 && offset < mSize && mSize - offset <= static_cast<std::int64_t>(kKept);
     return inEnd && KeepEnd() ? mKept.data() + (offset - mKeptFrom) : nullptr;
 }
 

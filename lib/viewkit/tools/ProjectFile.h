@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <forward_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,7 +29,8 @@ class CProjectFile {
     int  Descriptor() const noexcept { return mDescriptor; }
     /// Its length in bytes when it was opened.
     std::int64_t Size() const noexcept { return mSize; }
-    /// Reads up to `size` bytes from a place on. Fewer only where the file ends, or can no longer be read.
+    /// Reads up to `size` bytes from a place on. Fewer only where the file ends (or ended when it was
+    /// opened), or can no longer be read.
     std::size_t Read(std::int64_t offset, char* out, std::size_t size) const noexcept;
     /// What is kept, from a place on up to the file's end, with a NUL behind it; null for a place before, or
     /// when it could not be read. Lives as long as this.
@@ -36,7 +38,7 @@ class CProjectFile {
 
   private:
     static constexpr int         kNone = -1;
-    static constexpr std::size_t kKept = 4096;  // bytes: a page of the system's
+    static constexpr std::size_t kKept = 4096;  // bytes: as many as most searches and previews need
 
     bool KeepEnd() const noexcept;
 
@@ -80,13 +82,17 @@ struct DesignTitle {
 /// The first fields of the records that `GetProjectPreviewData` gives.
 bool GetDesignTitles(const AString& path, const CProjectFile& file, std::vector<DesignTitle>& titles);
 
-/// A title whose texts are ASCII and stand for themselves, where they were read.
+/// A title whose texts are ASCII, in the memory of the file or of the room.
 struct AsciiTitle {
     std::string_view DesignName;
     std::string_view Notes;
 };
-/// The same titles without the block reader, if they all are of that kind: they lie in the memory of `file`
-/// or `room`. False when that cannot be told; then `GetDesignTitles` does.
-bool GetAsciiTitles(const CProjectFile& file, std::string& room, std::vector<AsciiTitle>& titles);
+struct TitleRoom {
+    std::string                    Bytes;     ///< of a preview that the file does not keep
+    std::forward_list<std::string> Unfolded;  ///< texts of several lines
+};
+/// The same titles without the block reader, if they all are of that kind. False when that cannot be told;
+/// then `GetDesignTitles` does.
+bool GetAsciiTitles(const CProjectFile& file, TitleRoom& room, std::vector<AsciiTitle>& titles);
 
 }  // namespace ProjectPreviewHelper

@@ -87,7 +87,8 @@ std::optional<std::string> ScanQuoted(const char* line, std::initializer_list<st
     return std::string(begin, NarrowPrefix({begin, length}, kMaxCapture));
 }
 
-/// The numbers behind "Version(", of the usual form: digits that fit.
+/// The numbers behind "Version(", as they usually stand. False also for what `sscanf` alone reads: a plus, a
+/// blank before the first, numbers that do not fit.
 bool ScanVersion(const char* line, int& major, int& minor) {
     const char* const begin = Behind(line, {"Version("});
     if (begin == nullptr) return false;
@@ -141,7 +142,6 @@ struct CProbe {
         if (mFound.Desktop == 0 || mDesktopEnded) return;
         int major = 0;
         int minor = 0;
-        // Signs, blanks and numbers that do not fit are what `sscanf` makes of them.
         if (!ScanVersion(line, major, minor) && std::sscanf(line, " Version(%d,%d)", &major, &minor) != 2)
             return;
         mMajor         = static_cast<std::uint32_t>(major);

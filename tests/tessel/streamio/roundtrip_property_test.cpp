@@ -356,6 +356,7 @@ TEST(RoundTrip, LinesAreComposedAsItemsWriteThem) {
         const bool        crLf   = generator.Once(3);
         const bool        plain  = !generator.Once(10);
         const bool        quoted = !generator.Once(5);
+        const std::size_t first  = std::array{0, 3, 8, 9, 16}[generator.Below(5)];
         const std::size_t width  = generator.Below(12);
         const wchar_t     blank  = generator.Once(3) ? L' ' : generator.Once(10) ? L'\x3000' : L'\t';
         const auto        write  = [&]<class Stream>(std::type_identity<Stream>, std::size_t room) {
@@ -366,10 +367,10 @@ TEST(RoundTrip, LinesAreComposedAsItemsWriteThem) {
             tokens.SetFormatting(plain);
             stream.SetQuoteBlockNames(quoted);
             stream.SetIndentation(width, blank);
-            stream.Indent(3);
+            stream.Indent(first);
             file.WriteFile(stream);
             EXPECT_TRUE(stream.good());
-            EXPECT_EQ(tokens.IndentationLength(), 3 * (blank < 0x80 ? 1u : 3u));
+            EXPECT_EQ(tokens.IndentationLength(), first * (blank < 0x80 ? 1u : 3u));
             return std::tuple(Shown(buffer.Text()), tokens.LineNumber(), tokens.CharsWritten(),
                                       stream.Level());
         };
@@ -385,17 +386,20 @@ TEST(RoundTrip, WordsThatWereReadAreWordsWhereTheyAreWritten) {
     CToken_grammar own;
     own.RemoveKeywordChars(L"_");
     own.AddKeywordChars(L".");
-    const std::array<const CToken_grammar*, 2> grammars = {GrammarOf(EForm::kText), &own};
-    for (const CToken_grammar* read : grammars) {
+    CToken_grammar bare;
+    bare.RemoveKeywordChars(L"$");
+    const std::array<const CToken_grammar*, 3> grammars = {GrammarOf(EForm::kText), &own, &bare};
+    for (const CToken_grammar* read : {grammars[0], grammars[1]}) {
         CToken_istream source(std::make_unique<std::wistringstream>(
                                   L"long_name=copper\nBEGINNING=FINISH\nlong.name=copper.wire\n"
-                                  L"finish[2: long_name, true]\nf(beginning=1, long.name)\n"),
+                                  L"finish[2: long_name, true]\nf(beginning=1, long.name)\n"
+                                  L"$begin 'outer'\n$begin 'inner'\nx=1\n$end 'inner'\n$end 'outer'\n"),
                               0, read);
         CBlock         file;
         file.ReadFile(source);
         for (const CToken_grammar* written : grammars)
-            for (const wchar_t* begin : {L"$begin", L"beginning", L"LONG_NAME"})
-                for (const wchar_t* end : {L"$end", L"Finish"}) {
+            for (const wchar_t* begin : {L"$begin", L"beginning", L"LONG_NAME", L"{", L"begin it", L""})
+                for (const wchar_t* end : {L"$end", L"Finish", L"}", L""}) {
                     const auto write = [&]<class Stream>(std::type_identity<Stream>) {
                         CRoomBuf buffer(5000);
                         Stream   stream(std::make_unique<std::wostream>(&buffer), 0, written);
@@ -408,6 +412,63 @@ TEST(RoundTrip, WordsThatWereReadAreWordsWhereTheyAreWritten) {
                               write(std::type_identity<COwnStream>{}));
                 }
     }
+}
+
+/// An item that changes how the stream writes, before it writes itself.
+class CChange : public CBlock_named_value {
+  public:
+    explicit CChange(void (*change)(CToken_ostream&))
+        : CBlock_named_value(Word(L"changed"), Word(L"it")), mChange(change) {}
+    void Write(CToken_ostream& stream) const override {
+        mChange(stream);
+        CBlock_named_value::Write(stream);
+    }
+
+  private:
+    void (*mChange)(CToken_ostream&);
+};
+
+TEST(RoundTrip, ItemsMayChangeHowTheStreamWrites) {
+    constexpr void (*kChanges[])(CToken_ostream&) = {
+        [](CToken_ostream& s) { s.SetQuoteBlockNames(false); },
+        [](CToken_ostream& s) { s.SetBeginKeyword(L"{"); },
+        [](CToken_ostream& s) { s.SetEndKeyword(L"}"); },
+        [](CToken_ostream& s) { s.SetIndentation(9, L'\x3000'); },
+        [](CToken_ostream& s) { s.Indent(3); },
+        [](CToken_ostream& s) { s.Unindent(); },
+        [](CToken_ostream& s) {
+            s.Unindent();
+            s.Unindent();
+            s.Unindent();
+        },
+    };
+    for (const auto change : kChanges) {
+        const CBlockItemPtr changing(new CChange(change));
+        const CBlockItemPtr plain = Item(Named(Word(L"x"), Word(L"y")));
+        const CBlockPtr     inner = Block(Word(L"inner"), {}, {changing, plain});
+        const CBlockPtr     next  = Block(Word(L"next"), {}, {plain});
+        CBlock              file;
+        file.AddItem(CBlockItemPtr(
+            Block(Word(L"outer"), {}, {CBlockItemPtr(inner.Get()), CBlockItemPtr(next.Get())}).Get()));
+        const auto write = [&]<class Stream>(std::type_identity<Stream>) {
+            CRoomBuf buffer(5000);
+            Stream   stream(std::make_unique<std::wostream>(&buffer), 0, GrammarOf(EForm::kText));
+            file.WriteFile(stream);
+            return std::pair(Shown(buffer.Text()), stream.Level());
+        };
+        EXPECT_EQ(write(std::type_identity<CToken_ostream>{}), write(std::type_identity<COwnStream>{}));
+    }
+}
+
+TEST(RoundTrip, LinesWrittenOverOthersLeaveWhatIsBehindThem) {
+    CToken_ostring stream;
+    stream.WriteIdentifier(L"x0123456789abcdefghijklmnopqrstuvw");
+    stream.SetPos(CAbstract_stream_pos(0));
+    CBlock file;
+    file.AddItem(Item(Named(Word(L"a"), Word(L"b"))));
+    file.AddItem(Item(Named(Word(L"c"), CToken(ETokenType::Int, 5.0))));
+    file.WriteFile(stream);
+    EXPECT_EQ(stream.String().ToNarrow(), "a=b\nc=5\n789abcdefghijklmnopqrstuvw");
 }
 
 TEST(RoundTrip, ValuesThatLookLikeFramesLeadNobodyAstray) {
