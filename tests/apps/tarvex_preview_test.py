@@ -383,9 +383,8 @@ class BytesRead(ToolTest):
     # What one tip may read of a project, however large, whose product and version stand in the first lines and
     # whose preview block begins in the last page:
     HEAD = 4096  # a page with the first lines
-    FORM = 1     # the first byte tells the file's form
     END = 4096   # a page that is searched, and read from the preview block on, without being read again
-    BOUND = HEAD + FORM + END
+    BOUND = HEAD + END
 
     def bytes_read(self, name, trace):
         """Sums the bytes that reads of the file's descriptors returned."""

@@ -63,8 +63,7 @@ bool ReadPreviewBlock(const AString& path, const CProjectFile& file, io::CBlock&
 std::string_view ReadPreviewBytes(const CProjectFile& file, std::string& room) {
     constexpr std::int64_t kMost = 128 << 10;  // of a preview with a large picture; as few items are no limit
     std::uint32_t          offset = 0;
-    char                   first  = 0;  // NUL: the file has the binary form
-    if (!file.IsOpen() || DiagnosticsLevel() == kReportAll || file.Read(0, &first, 1) != 1 || first == 0 ||
+    if (!file.IsOpen() || DiagnosticsLevel() == kReportAll || file.IsBinary() ||
         !FindPreviewBlockOffset(file, offset) || file.Size() - offset > kMost)
         return {};
     const auto size = static_cast<std::size_t>(file.Size() - offset);

@@ -127,16 +127,6 @@ void Widen(std::string_view ascii, wchar_t* out) noexcept {
 
 }  // namespace
 
-void CPreviewLines::SkipBlanks() noexcept {
-    while (*mNext == ' ' || *mNext == '\t')
-        ++mNext;
-}
-
-bool CPreviewLines::TakeLineEnd() noexcept {
-    SkipBlanks();
-    return Take('\n') || mNext == mEnd || Take("\r\n");
-}
-
 bool CPreviewLines::TakeQuoted(std::string_view& text) noexcept {
     if (!Take('\'')) return false;
     // Most texts are over after a few characters.

@@ -57,12 +57,18 @@ class CPreviewLines {
         mNext += size - 1;
         return true;
     }
-    bool  TakeLineEnd() noexcept;
+    void SkipBlanks() noexcept {
+        while (*mNext == ' ' || *mNext == '\t')
+            ++mNext;
+    }
+    bool TakeLineEnd() noexcept {
+        SkipBlanks();
+        return Take('\n') || mNext == mEnd || Take("\r\n");
+    }
     bool  TakeQuoted(std::string_view& text) noexcept;
     bool  TakeName(std::string_view& name) noexcept;
     bool  TakeValue() noexcept;
     bool  TakeList() noexcept;
-    void  SkipBlanks() noexcept;
     bool  TakeFrameName() noexcept;
     EKind Begin() noexcept;
     EKind End() noexcept;

@@ -37,6 +37,12 @@ std::size_t CProjectFile::Read(std::int64_t offset, char* out, std::size_t size)
     return count;
 }
 
+bool CProjectFile::IsBinary() const noexcept {
+    char first = 0;
+    if (!mFirst && Read(0, &first, 1) == 1) mFirst = first;
+    return mFirst == '\0';
+}
+
 const char* CProjectFile::Kept(std::int64_t offset) const noexcept {
     const bool inEnd = offset >= 0 && offset < mSize && mSize - offset <= static_cast<std::int64_t>(kKept);
     return inEnd && KeepEnd() ? mKept.data() + (offset - mKeptFrom) : nullptr;

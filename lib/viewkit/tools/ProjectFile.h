@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <forward_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,10 @@ class CProjectFile {
     /// Reads up to `size` bytes from a place on. Fewer only where the file ends (or ended when it was
     /// opened), or can no longer be read.
     std::size_t Read(std::int64_t offset, char* out, std::size_t size) const noexcept;
+    /// Whether it begins with a NUL, as the binary form does.
+    bool IsBinary() const noexcept;
+    /// Notes the first byte, for who has read it anyway.
+    void NoteFirst(char first) const noexcept { mFirst = first; }
     /// What is kept, from a place on up to the file's end, with a NUL behind it; null for a place before, or
     /// when it could not be read. Lives as long as this.
     const char* Kept(std::int64_t offset) const noexcept;
@@ -44,6 +49,7 @@ class CProjectFile {
 
     std::int64_t                        mSize = 0;
     int                                 mDescriptor;
+    mutable std::optional<char>         mFirst;
     mutable bool                        mAsked = false;  ///< the end was read, or is not to be had
     mutable std::int64_t                mKeptFrom;       ///< `mSize` when nothing is kept
     mutable std::array<char, kKept + 1> mKept;

@@ -24,10 +24,10 @@ constexpr std::size_t kMaxCapture          = 99;    // characters between single
 /// The lines of a file's head, as `fgets` cuts them.
 class CHeadLines {
   public:
-    explicit CHeadLines(const CProjectFile& file) : mFile(file.Descriptor()) {
-        platform::SetTextMode(mFile, true);
+    explicit CHeadLines(const CProjectFile& file) : mFile(file) {
+        platform::SetTextMode(mFile.Descriptor(), true);
     }
-    ~CHeadLines() { platform::SetTextMode(mFile, false); }
+    ~CHeadLines() { platform::SetTextMode(mFile.Descriptor(), false); }
     CHeadLines(const CHeadLines&)            = delete;
     CHeadLines& operator=(const CHeadLines&) = delete;
 
@@ -50,21 +50,27 @@ class CHeadLines {
   private:
     bool HasMore() {
         if (mUsed < mFilled) return true;
-        const int count = platform::ReadDescriptor(mFile, mPage.data(), static_cast<unsigned>(mPage.size()));
-        mUsed           = 0;
-        mFilled         = count > 0 ? static_cast<std::size_t>(count) : 0;
+        const int count =
+            platform::ReadDescriptor(mFile.Descriptor(), mPage.data(), static_cast<unsigned>(mPage.size()));
+        mUsed   = 0;
+        mFilled = count > 0 ? static_cast<std::size_t>(count) : 0;
+        if (mIsFirst && mFilled != 0) mFile.NoteFirst(mPage[0]);
+        mIsFirst = false;
         return mFilled != 0;
     }
 
-    int                           mFile;
-    std::size_t                   mUsed   = 0;
-    std::size_t                   mFilled = 0;
+    const CProjectFile&           mFile;
+    bool                          mIsFirst = true;  ///< no page was read yet
+    std::size_t                   mUsed    = 0;
+    std::size_t                   mFilled  = 0;
     std::array<char, kPage>       mPage;
     std::array<char, kLineBuffer> mLine;
 };
 
 const char* SkipBlanks(const char* text) {
-    return text + std::strspn(text, " \t\n\v\f\r");
+    while (*text == ' ' || (*text >= '\t' && *text <= '\r'))
+        ++text;
+    return text;
 }
 
 /// What stands behind these words, each of which may follow white space; null when it is not all of them.
