@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstring>
+#include <limits>
 #include <new>
 
 namespace io {
@@ -36,18 +38,7 @@ constexpr const char* kTypeNames[] = {
 static_assert(std::size(kTypeNames) == static_cast<std::size_t>(ETokenType::Error) + 1,
               "one name for each kind, in enumeration order");
 
-constexpr std::size_t kTextPrologue = sizeof(wchar_t);  // keeps the characters aligned
-
-wchar_t* NewText(const wchar_t* text, std::size_t length) {
-    constexpr std::size_t kStep = CToken::kTextStep;
-    const std::size_t     units = std::max(length + 1, (length + kStep - 1) / kStep * kStep);
-    void* block                 = ::operator new(kTextPrologue + units * sizeof(wchar_t));
-    auto*           characters  = reinterpret_cast<wchar_t*>(static_cast<char*>(block) + kTextPrologue);
-    std::copy_n(text, length, characters);
-    characters[length] = 0;
-    std::fill_n(static_cast<char*>(block), kTextPrologue, '\0');
-    return characters;
-}
+constexpr std::size_t kPrologue = sizeof(wchar_t);  // keeps the characters aligned
 
 std::wstring Widen(const char* begin, const char* end) {
     return {begin, end};
@@ -61,44 +52,63 @@ const char* TokenTypeName(ETokenType type) noexcept {
 }
 
 void CToken::CopyText(const CToken& other) {
-    if (Sharers(other.mText) != kMaxSharers) {
-        mText = other.mText;
-        ++Sharers(mText);
-    } else {
-        mText          = NewText(other.mText, other.Length());
-        Sharers(mText) = 1;
+    if (Sharers(mValue.mText) != kMaxSharers) {
+        ++Sharers(mValue.mText);
+        return;
     }
+    mValue.mNumber = other.Number();
+    SetOutside(other.mKind.mPlace, other.View());
 }
 
-void CToken::DeleteText(wchar_t* text) noexcept {
-    ::operator delete(reinterpret_cast<char*>(text) - kTextPrologue);
+void CToken::SetOutside(EPlace place, std::wstring_view text) {
+    if (text.size() > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
+    const std::size_t before = place == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
+    const std::size_t units  = std::max(text.size() + 1, (text.size() + kTextStep - 1) / kTextStep * kTextStep);
+    auto* const       block  = static_cast<char*>(::operator new(before + units * sizeof(wchar_t)));
+    std::memset(block, 0, before);
+    if (place == EPlace::kSpelling) std::memcpy(block, &mValue.mNumber, sizeof(double));
+    mValue.mText = reinterpret_cast<wchar_t*>(block + before);
+    std::copy(text.begin(), text.end(), mValue.mText);
+    mValue.mText[text.size()] = 0;
+    Sharers(mValue.mText)     = 1;
+    mKind.mPlace              = place;
+    mKind.mLength             = static_cast<std::uint32_t>(text.size());
+}
+
+double CToken::NumberBefore(const wchar_t* text) noexcept {
+    double number = 0.0;
+    std::memcpy(&number, reinterpret_cast<const char*>(text) - kPrologue - sizeof(double), sizeof(double));
+    return number;
+}
+
+void CToken::DeleteText() noexcept {
+    const std::size_t before = mKind.mPlace == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
+    ::operator delete(reinterpret_cast<char*>(mValue.mText) - before);
 }
 
 void CToken::SetText(ETokenType type, std::wstring_view text) {
     CToken token(type);
-    // A NUL would end a text that lies in the token.
-    if (text.size() <= kInlineCapacity && text.find(L'\0') == text.npos) {
+    if (text.size() <= kInlineCapacity) {
         std::copy(text.begin(), text.end(), token.mValue.mInline);
+        token.mKind.mLength = static_cast<std::uint32_t>(text.size());
     } else {
-        token.mText          = NewText(text.data(), text.size());
-        Sharers(token.mText) = 1;
-        token.mValue.mLength = text.size();
+        token.SetOutside(EPlace::kOutside, text);
     }
     *this = std::move(token);
 }
 
 void CToken::KeepSpelling(std::wstring_view spelling) {
-    wchar_t* text = NewText(spelling.data(), spelling.size());
-    if (mText != nullptr) DropText();
-    mText          = text;
-    Sharers(mText) = 1;
+    CToken token(Type());
+    token.mValue.mNumber = Number();
+    token.SetOutside(EPlace::kSpelling, spelling.substr(0, spelling.find(L'\0')));
+    *this = std::move(token);
 }
 
 AString CToken::Dump() const {
-    const std::string_view name = TokenTypeName(mType);
+    const std::string_view name = TokenTypeName(Type());
     std::wstring           dump(name.begin(), name.end());
     std::array<char, 32>   digits{};
-    if (mType == ETokenType::Hex) {
+    if (Type() == ETokenType::Hex) {
         const auto value = static_cast<long long>(Number());
         dump += L" 0x" + Widen(digits.data(), std::to_chars(digits.begin(), digits.end(), value, 16).ptr);
     } else if (IsNumeric()) {

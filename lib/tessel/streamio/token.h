@@ -57,15 +57,29 @@ constexpr bool IsQuotedType(ETokenType type) noexcept {
 
 /// One token: a kind, and the text or the number that the kind carries.
 ///
-/// Short texts (`kInlineCapacity`) lie in the token itself; longer ones, and any text that holds a NUL,
-/// in a block shared by the copies of the token, and by tokens of equal text that one stream delivers.
-/// The count of sharers is a plain byte: what one stream has read belongs to one thread at a time.
+/// Short texts (`kInlineCapacity`) lie in the token itself; longer ones in a block shared by the copies of the
+/// token, and by tokens of equal text that one stream delivers. The count of sharers is a plain byte: what one
+/// stream has read belongs to one thread at a time. A text of 2^32 units or more is more than a token can hold:
+/// `std::bad_alloc`.
 class CToken {
   private:
     union UValue {
-        double        mNumber;  ///< numeric kinds
-        std::uint64_t mLength;  ///< text kinds with a shared text: its length
-        wchar_t       mInline[sizeof(double) / sizeof(wchar_t)];  ///< text kinds without: the text itself
+        double   mNumber;  ///< numeric kinds
+        wchar_t* mText;    ///< a text outside of the token, the byte before it counts its sharers
+        wchar_t  mInline[sizeof(double) / sizeof(wchar_t)];  ///< a text in the token
+    };
+
+    /// Where the text is.
+    enum class EPlace : std::uint8_t {
+        kInside,   ///< in `mInline`, if the kind has a text
+        kOutside,  ///< at `mText`
+        kSpelling  ///< at `mText` too, with the number before it
+    };
+
+    struct CKind {
+        std::uint32_t mLength = 0;  ///< of the text
+        ETokenType    mType   = ETokenType::Null;
+        EPlace        mPlace  = EPlace::kInside;
     };
 
   public:
@@ -74,30 +88,27 @@ class CToken {
 
     CToken() noexcept = default;
     /// A token that carries nothing (or an empty text).
-    explicit CToken(ETokenType type) noexcept : mType(type) {}
+    explicit CToken(ETokenType type) noexcept : mKind{0, type, EPlace::kInside} {}
     CToken(ETokenType type, std::wstring_view text) : CToken() { SetText(type, text); }
     CToken(ETokenType type, double number) noexcept : CToken() { SetNumber(type, number); }
-    CToken(const CToken& other) : mType(other.mType), mValue(other.mValue) {
-        if (other.mText != nullptr) CopyText(other);
+    CToken(const CToken& other) : mValue(other.mValue), mKind(other.mKind) {
+        if (other.IsOutside()) CopyText(other);
     }
-    CToken(CToken&& other) noexcept : mType(other.mType), mText(other.mText), mValue(other.mValue) {
-        other.Forget();
-    }
+    CToken(CToken&& other) noexcept : mValue(other.mValue), mKind(other.mKind) { other.Forget(); }
     CToken& operator=(const CToken& other) {
         if (this != &other) *this = CToken(other);
         return *this;
     }
     CToken& operator=(CToken&& other) noexcept {
         if (this == &other) return *this;
-        if (mText != nullptr) DropText();
-        mType  = other.mType;
-        mText  = other.mText;
+        if (IsOutside()) DropText();
         mValue = other.mValue;
+        mKind  = other.mKind;
         other.Forget();
         return *this;
     }
     ~CToken() {
-        if (mText != nullptr) DropText();
+        if (IsOutside()) DropText();
     }
 
     /// Becomes a text token. @pre `IsTextType(type)`.
@@ -105,38 +116,35 @@ class CToken {
     /// Becomes a `Symbol` of this character, which is not NUL.
     void SetSymbol(wchar_t ch) noexcept {
         Clear();
-        mType             = ETokenType::Symbol;
+        mKind             = {1, ETokenType::Symbol, EPlace::kInside};
         mValue.mInline[0] = ch;
     }
-    /// Becomes a text token that shares the long text of another. False, with nothing changed, when that
-    /// has as many sharers as it can have.
+    /// Becomes a text token that shares the long text of another text token. False, with nothing changed, when
+    /// that has as many sharers as it can have.
     bool ShareText(ETokenType type, const CToken& other) noexcept {
-        if (Sharers(other.mText) == kMaxSharers) return false;
-        Clear();
-        ++Sharers(other.mText);
-        mType          = type;
-        mText          = other.mText;
-        mValue.mLength = other.mValue.mLength;
+        if (Sharers(other.mValue.mText) == kMaxSharers) return false;
+        ++Sharers(other.mValue.mText);
+        if (IsOutside()) DropText();
+        mKind  = {other.mKind.mLength, type, EPlace::kOutside};
+        mValue = other.mValue;
         return true;
     }
     /// Whether this is a token with this text, outside of itself.
     bool HasSharedText(std::wstring_view text) const noexcept {
-        return mText != nullptr && mValue.mLength == text.size() &&
-               EqualUnits(mText, text.data(), text.size());
+        return IsOutside() && mKind.mLength == text.size() &&
+               EqualUnits(mValue.mText, text.data(), text.size());
     }
     /// Notes of a text outside of the token, for all that share it, that in the library's default grammar it
     /// is a keyword which means nothing else: who writes it need not look again.
     void NoteWord() noexcept {
-        if (mText != nullptr) IsWord(mText) = 1;
+        if (IsOutside()) IsWord(mValue.mText) = 1;
     }
-    bool IsNotedWord() const noexcept { return mText != nullptr && IsWord(mText) != 0; }
+    bool IsNotedWord() const noexcept { return IsOutside() && IsWord(mValue.mText) != 0; }
     /// A text outside of a token can be read in whole steps of so many units; what is behind its zero is
     /// unspecified.
     static constexpr std::size_t kTextStep = 8;
     /// The text outside of itself. @pre there is one.
-    std::wstring_view SharedText() const noexcept {
-        return {mText, static_cast<std::size_t>(mValue.mLength)};
-    }
+    std::wstring_view SharedText() const noexcept { return {mValue.mText, mKind.mLength}; }
     /// By pairs of units, the last of which may overlap the one before: names are few units.
     static bool EqualUnits(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
         if (count < 2) return count == 0 || *a == *b;
@@ -150,25 +158,25 @@ class CToken {
     /// Becomes a numeric token. @pre `IsNumericType(type)`.
     void SetNumber(ETokenType type, double number) noexcept {
         Clear();
-        mType          = type;
+        mKind.mType    = type;
         mValue.mNumber = number;
     }
-    /// Keeps the characters that a token without text was read from.
+    /// Keeps the characters that a token without text was read from, up to a NUL among them.
     void KeepSpelling(std::wstring_view spelling);
     /// Becomes a `Null` token.
     void Clear() noexcept {
-        if (mText != nullptr) DropText();
+        if (IsOutside()) DropText();
         Forget();
     }
 
-    ETokenType Type() const noexcept { return mType; }
-    bool       IsNumeric() const noexcept { return IsNumericType(mType); }
-    bool       IsText() const noexcept { return IsTextType(mType); }
-    bool       IsQuoted() const noexcept { return IsQuotedType(mType); }
-    bool       IsBoolean() const noexcept { return mType == ETokenType::True || mType == ETokenType::False; }
+    ETokenType Type() const noexcept { return mKind.mType; }
+    bool       IsNumeric() const noexcept { return IsNumericType(Type()); }
+    bool       IsText() const noexcept { return IsTextType(Type()); }
+    bool       IsQuoted() const noexcept { return IsQuotedType(Type()); }
+    bool       IsBoolean() const noexcept { return Type() == ETokenType::True || Type() == ETokenType::False; }
     /// True for kinds that stand for no token at all, and for a text kind without text.
     bool IsNoToken() const noexcept {
-        switch (mType) {
+        switch (Type()) {
             case ETokenType::Null:
             case ETokenType::Eol:
             case ETokenType::Eof:
@@ -179,33 +187,31 @@ class CToken {
         }
     }
     /// True for a token that has a text, be it empty.
-    bool HasText() const noexcept { return IsText() || mText != nullptr; }
+    bool HasText() const noexcept { return IsText() || IsOutside(); }
     /// True when the token can stand for a name: quoted (also empty), or a word, number or boolean.
-    bool CanBeName() const noexcept { return IsQuoted() || (mType != ETokenType::Symbol && !IsNoToken()); }
+    bool CanBeName() const noexcept { return IsQuoted() || (Type() != ETokenType::Symbol && !IsNoToken()); }
     /// True when the token can stand as a value: word, quoted text, number or boolean.
     bool CanBeValue() const noexcept {
-        return mType == ETokenType::Keyword || IsQuoted() || IsNumeric() || IsBoolean();
+        return Type() == ETokenType::Keyword || IsQuoted() || IsNumeric() || IsBoolean();
     }
     /// True when the token is this one-character `Symbol`.
     bool IsSymbol(wchar_t ch) const noexcept {
-        if (mType != ETokenType::Symbol) return false;
-        if (mText != nullptr) return Length() == 1 && mText[0] == ch;
-        return ch != 0 && mValue.mInline[0] == ch && mValue.mInline[1] == 0;
+        return Type() == ETokenType::Symbol && Length() == 1 && Text()[0] == ch;
     }
 
     /// The number of a numeric token, 0 for any other.
-    double Number() const noexcept { return IsNumeric() ? mValue.mNumber : 0.0; }
+    double Number() const noexcept {
+        if (!IsNumeric()) return 0.0;
+        return mKind.mPlace == EPlace::kInside ? mValue.mNumber : NumberBefore(mValue.mText);
+    }
     /// The text, NUL-terminated, never null; valid while this token is unchanged. Numeric and other
     /// tokens have one only when their spelling was kept.
     const wchar_t* Text() const noexcept {
-        if (mText != nullptr) return mText;
+        if (IsOutside()) return mValue.mText;
         return IsText() ? mValue.mInline : L"";
     }
     /// Length of the text in code units.
-    std::size_t Length() const noexcept {
-        if (mText == nullptr) return InlineLength();
-        return IsText() ? static_cast<std::size_t>(mValue.mLength) : std::char_traits<wchar_t>::length(mText);
-    }
+    std::size_t       Length() const noexcept { return mKind.mLength; }
     std::wstring_view View() const noexcept { return {Text(), Length()}; }
     AString           String() const { return AString(Text(), Length()); }
 
@@ -213,36 +219,34 @@ class CToken {
     AString Dump() const;
 
   private:
-    std::size_t InlineLength() const noexcept {
-        std::size_t length = 0;
-        while (IsText() && mValue.mInline[length] != 0)
-            ++length;
-        return length;
-    }
-    // A shared text is one block: padding, whether it is a noted word, the count of sharers in the last byte
-    // before the characters, the characters, a zero. At 255 sharers the next copy gets a block of its own.
+    bool IsOutside() const noexcept { return mKind.mPlace != EPlace::kInside; }
+
+    // A text outside is one block: a number if it is its spelling, padding, whether it is a noted word, the count
+    // of sharers in the last byte before the characters, the characters, a zero. At 255 sharers the next copy gets
+    // a block of its own.
     using CSharers                        = std::uint8_t;
     static constexpr CSharers kMaxSharers = 255;
     static CSharers&     Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
     static std::uint8_t& IsWord(wchar_t* text) noexcept { return reinterpret_cast<std::uint8_t*>(text)[-2]; }
+    static double        NumberBefore(const wchar_t* text) noexcept;
 
+    /// Takes a new text in the place of its value, for its kind. @pre it has none outside.
+    void SetOutside(EPlace place, std::wstring_view text);
     void CopyText(const CToken& other);
     void DropText() noexcept {
-        if (--Sharers(mText) == 0) DeleteText(mText);
+        if (--Sharers(mValue.mText) == 0) DeleteText();
     }
-    static void DeleteText(wchar_t* text) noexcept;
+    void DeleteText() noexcept;
     /// Becomes a `Null` token without letting go of the text.
     void Forget() noexcept {
-        mType  = ETokenType::Null;
-        mText  = nullptr;
         mValue = UValue{};
+        mKind  = CKind{};
     }
 
-    ETokenType mType = ETokenType::Null;
-    wchar_t*   mText = nullptr;  ///< the shared text; the byte before it counts its sharers
-    UValue     mValue{};
+    UValue mValue{};
+    CKind  mKind;
 };
 
-static_assert(sizeof(CToken) == 2 * sizeof(void*) + 8, "a token is a kind, a pointer and 64 bits");
+static_assert(sizeof(CToken) == 16, "a tree is tokens, for the most part");
 
 }  // namespace io
