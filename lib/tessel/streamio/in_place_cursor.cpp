@@ -14,7 +14,7 @@ bool CInPlaceCursor::LexWord(CToken& token) {
     const std::wstring_view text(start, end);
     if (mRules->mGrammar->IsKeyword(text)) {
         mRules->mTexts->Set(token, ETokenType::Keyword, text);
-        if (mRules->mIsDefault) token.NoteWord();
+        if (mRules->mIsDefault) token.Note(CToken::kIsWord);
     } else {
         const ETokenType type = mRules->mGrammar->TypeOfWord(text);
         if (type == ETokenType::CData) return false;

@@ -103,7 +103,7 @@ bool CLineComposer::WriteBlock(const CBlock& block) {
 }
 
 bool CLineComposer::WriteFrame(std::size_t indentation, std::wstring_view keyword, const CToken& name) {
-    return StartLine(indentation) && Put(keyword) && Put(L' ') && PutQuoted(name.View(), L'\'') && EndLine();
+    return StartLine(indentation) && Put(keyword) && Put(L' ') && PutQuoted(name, L'\'') && EndLine();
 }
 
 bool CLineComposer::PutItem(const CBlock_item& item) {
@@ -144,10 +144,10 @@ bool CLineComposer::PutName(const CToken& name) {
 
 bool CLineComposer::PutText(const CToken& text) {
     const std::wstring_view view = text.View();
-    if (mRoom.mIsDefault && text.IsNotedWord() && !IsFrame(view)) return PutInSteps(view);
+    if (mRoom.mIsDefault && text.IsNoted(CToken::kIsWord) && !IsFrame(view)) return PutInSteps(view);
     if (PutWord(view)) return true;
     // What is a word beyond the table's characters is not known here.
-    return std::all_of(view.begin(), view.end(), CLexTable::Has) && PutQuoted(view, L'\'');
+    return std::all_of(view.begin(), view.end(), CLexTable::Has) && PutQuoted(text, L'\'');
 }
 
 bool CLineComposer::PutValue(const CToken& value) {
@@ -156,9 +156,9 @@ bool CLineComposer::PutValue(const CToken& value) {
         case ETokenType::Keyword:
             return PutText(value);
         case ETokenType::SingleQuotedText:
-            return PutQuoted(value.View(), L'\'');
+            return PutQuoted(value, L'\'');
         case ETokenType::DoubleQuotedText:
-            return PutQuoted(value.View(), L'"');
+            return PutQuoted(value, L'"');
         case ETokenType::True:
             return Put(mRoom.mGrammar->TrueSpelling());
         case ETokenType::False:
@@ -189,7 +189,13 @@ bool CLineComposer::PutWord(std::wstring_view text) noexcept {
     return true;
 }
 
-bool CLineComposer::PutQuoted(std::wstring_view text, wchar_t quote) noexcept {
+bool CLineComposer::PutQuoted(const CToken& text, wchar_t quote) noexcept {
+    const std::wstring_view view = text.View();
+    if (!text.IsNoted(CToken::kIsPlain)) return PutEscaped(view, quote);
+    return Put(quote) && PutInSteps(view) && Put(quote);
+}
+
+bool CLineComposer::PutEscaped(std::wstring_view text, wchar_t quote) noexcept {
     constexpr std::size_t kMostUnits = 3;  // of a character
     if (!Fits(kMostUnits * text.size() + 2)) return false;
     wchar_t* next = mNext;

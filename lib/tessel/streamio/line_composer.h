@@ -46,7 +46,8 @@ class CLineComposer {
     bool PutText(const CToken& text);
     bool IsFrame(std::wstring_view word) const noexcept;
     bool PutWord(std::wstring_view text) noexcept;
-    bool PutQuoted(std::wstring_view text, wchar_t quote) noexcept;
+    bool PutQuoted(const CToken& text, wchar_t quote) noexcept;
+    bool PutEscaped(std::wstring_view text, wchar_t quote) noexcept;
     bool PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept;
     bool PutNumber(double value);
     bool PutInSteps(std::wstring_view text) noexcept;

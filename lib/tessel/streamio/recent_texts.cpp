@@ -1,6 +1,17 @@
 #include "tessel/streamio/recent_texts.h"
 
+#include <algorithm>
+
 namespace io {
+
+namespace {
+
+/// Whether it does between quotes of either kind.
+bool StandsForItself(wchar_t ch) noexcept {
+    return ch >= L' ' && ch <= L'~' && ch != L'\'' && ch != L'"' && ch != L'\\';
+}
+
+}  // namespace
 
 void CRecentTexts::Share(bool on) {
     constexpr std::size_t kFirst = 64;
@@ -20,6 +31,7 @@ void CRecentTexts::Resize(std::size_t size) {
 
 void CRecentTexts::SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t hash) {
     token.SetText(type, text);
+    if (std::all_of(text.begin(), text.end(), StandsForItself)) token.Note(CToken::kIsPlain);
     const std::size_t first = Place(hash);
     mTexts[first + 1]       = std::move(mTexts[first]);
     mTexts[first]           = {token, nullptr, Key(hash), type == ETokenType::Keyword};

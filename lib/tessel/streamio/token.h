@@ -134,12 +134,15 @@ class CToken {
         return IsOutside() && mKind.mLength == text.size() &&
                EqualUnits(mValue.mText, text.data(), text.size());
     }
-    /// Notes of a text outside of the token, for all that share it, that in the library's default grammar it
-    /// is a keyword which means nothing else: who writes it need not look again.
-    void NoteWord() noexcept {
-        if (IsOutside()) IsWord(mValue.mText) = 1;
+    /// What can be noted of a text outside of a token, for all that share it: who writes it need not look again.
+    enum ENote : std::uint8_t {
+        kIsWord  = 1,  ///< in the library's default grammar it is a keyword which means nothing else
+        kIsPlain = 2   ///< printable ASCII without quotes and backslashes: it stands for itself between quotes
+    };
+    void Note(ENote note) noexcept {
+        if (IsOutside()) Notes(mValue.mText) |= note;
     }
-    bool IsNotedWord() const noexcept { return IsOutside() && IsWord(mValue.mText) != 0; }
+    bool IsNoted(ENote note) const noexcept { return IsOutside() && (Notes(mValue.mText) & note) != 0; }
     /// A text outside of a token can be read in whole steps of so many units; what is behind its zero is
     /// unspecified.
     static constexpr std::size_t kTextStep = 8;
@@ -221,13 +224,12 @@ class CToken {
   private:
     bool IsOutside() const noexcept { return mKind.mPlace != EPlace::kInside; }
 
-    // A text outside is one block: a number if it is its spelling, padding, whether it is a noted word, the count
-    // of sharers in the last byte before the characters, the characters, a zero. At 255 sharers the next copy gets
-    // a block of its own.
+    // A text outside is one block: a number if it is its spelling, padding, the notes, the count of sharers in the
+    // last byte before the characters, the characters, a zero. At 255 sharers the next copy gets a block of its own.
     using CSharers                        = std::uint8_t;
     static constexpr CSharers kMaxSharers = 255;
     static CSharers&     Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
-    static std::uint8_t& IsWord(wchar_t* text) noexcept { return reinterpret_cast<std::uint8_t*>(text)[-2]; }
+    static std::uint8_t& Notes(wchar_t* text) noexcept { return reinterpret_cast<std::uint8_t*>(text)[-2]; }
     static double        NumberBefore(const wchar_t* text) noexcept;
 
     /// Takes a new text in the place of its value, for its kind. @pre it has none outside.
