@@ -198,20 +198,27 @@ wchar_t* PutFewDecimals(double value, wchar_t* out) noexcept {
     return end != nullptr ? end : PutDecimals<6>(value, out);
 }
 
+constexpr std::size_t kMostPositiveUnits = 24;  // "2.2250738585072014e-308" and one more
+
 wchar_t* PutAnyNumber(double value, wchar_t* out) noexcept {
     if (std::isinf(value)) {
         constexpr std::wstring_view kTooLarge = L"1e999";
         return std::copy(kTooLarge.begin(), kTooLarge.end(), out);
     }
-    std::array<char, kMostNumberUnits> digits;
-    return std::copy(digits.data(), std::to_chars(digits.begin(), digits.end(), value).ptr, out);
+    // All that may be there, in a number that is fixed.
+    std::array<char, kMostPositiveUnits> digits{};
+    const auto                           length =
+        std::to_chars(digits.begin(), digits.end(), value).ptr - digits.begin();
+    std::copy_n(digits.begin(), digits.size(), out);
+    return out + length;
 }
 
 }  // namespace
 
 wchar_t* PutExact(double value, wchar_t* out) noexcept {
     const double magnitude = std::fabs(value);
-    if (std::signbit(value)) *out++ = L'-';
+    *out = L'-';
+    out += std::signbit(value) ? 1 : 0;
     if (!(magnitude < kTwoTo53)) return PutAnyNumber(magnitude, out);
     const auto whole = static_cast<std::int64_t>(magnitude);
     if (static_cast<double>(whole) == magnitude) return PutWhole(static_cast<std::uint64_t>(whole), out);
