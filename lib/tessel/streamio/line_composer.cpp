@@ -54,15 +54,17 @@ void CLineComposer::TakeIndentation() noexcept {
     std::copy_n(mIndentation.begin(), std::min(mIndentation.size(), kStep), mIndentationStart.begin());
 }
 
-bool CLineComposer::StartLine(std::size_t indentation) noexcept {
-    mNext = mRoom.mNext;
-    return indentation > kStep ? Put(mIndentation.substr(0, indentation))
-                               : PutInSteps({mIndentationStart.data(), indentation});
+wchar_t* CLineComposer::StartLine(std::size_t indentation) const noexcept {
+    return indentation > kStep ? Put(mIndentation.substr(0, indentation), mRoom.mNext)
+                               : PutInSteps({mIndentationStart.data(), indentation}, mRoom.mNext);
 }
 
-bool CLineComposer::EndLine() noexcept {
-    if ((mRoom.mCrLf && !Put(L'\r')) || !Put(L'\n')) return false;
-    mRoom.mNext = mNext;
+/// The line ends at `next`. False when there is none.
+bool CLineComposer::EndLine(wchar_t* next) noexcept {
+    if (next == nullptr) return false;
+    if (mRoom.mCrLf) *next++ = L'\r';
+    *next++     = L'\n';
+    mRoom.mNext = next;
     ++mLines;
     return true;
 }
@@ -80,7 +82,7 @@ void CLineComposer::WriteItems(const CBlock& block) {
 bool CLineComposer::Write(const CBlock_item& item) {
     if (!Open()) return false;
     if (Is<CBlock>(item)) return mPlainFrames && WriteBlock(static_cast<const CBlock&>(item));
-    return StartLine(mIndentation.size()) && PutItem(item) && EndLine();
+    return EndLine(PutItem(item, StartLine(mIndentation.size())));
 }
 
 bool CLineComposer::WriteBlock(const CBlock& block) {
@@ -103,68 +105,90 @@ bool CLineComposer::WriteBlock(const CBlock& block) {
 }
 
 bool CLineComposer::WriteFrame(std::size_t indentation, std::wstring_view keyword, const CToken& name) {
-    return StartLine(indentation) && Put(keyword) && Put(L' ') && PutQuoted(name, L'\'') && EndLine();
+    wchar_t* next = Put(keyword, StartLine(indentation));
+    if (next == nullptr) return false;
+    *next++ = L' ';
+    return EndLine(PutQuoted(name, L'\'', next));
 }
 
-bool CLineComposer::PutItem(const CBlock_item& item) {
+// What is put follows what has been put up to `next`, and ends where the answer says. Null goes through: what
+// stands before could not be put, or this cannot be.
+
+wchar_t* CLineComposer::PutItem(const CBlock_item& item, wchar_t* next) const {
     if (Is<CBlock_named_value>(item)) {
         const auto& named = static_cast<const CBlock_named_value&>(item);
-        return PutName(named.Name()) && Put(L'=') && PutValue(named.Value());
+        next              = PutName(named.Name(), next);
+        if (next == nullptr) return nullptr;
+        *next++ = L'=';
+        return PutValue(named.Value(), next);
     }
-    if (Is<CBlock_vec>(item)) return PutVec(static_cast<const CBlock_vec&>(item));
-    return Is<CBlock_func>(item) && PutFunc(static_cast<const CBlock_func&>(item));
+    if (Is<CBlock_vec>(item)) return PutVec(static_cast<const CBlock_vec&>(item), next);
+    return Is<CBlock_func>(item) ? PutFunc(static_cast<const CBlock_func&>(item), next) : nullptr;
 }
 
-bool CLineComposer::PutVec(const CBlock_vec& vec) {
+wchar_t* CLineComposer::PutVec(const CBlock_vec& vec, wchar_t* next) const {
     const auto& elements = vec.Elements();
-    if (!PutName(vec.Name()) || !Put(L'[') || !PutNumber(static_cast<double>(elements.size())) || !Put(L':'))
-        return false;
-    for (std::size_t i = 0; i < elements.size(); ++i)
-        if ((i != 0 && !Put(L',')) || !Put(L' ') || !PutValue(elements[i])) return false;
-    return Put(L']');
-}
-
-bool CLineComposer::PutFunc(const CBlock_func& func) {
-    if (!PutName(func.Name()) || !Put(L'(')) return false;
-    const auto& arguments = func.Arguments();
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        if (!arguments[i] || (i != 0 && !(Put(L',') && Put(L' ')))) return false;
-        const CBlock_func_arg& argument = *arguments[i];
-        const bool             put      = Is<CBlock_value>(argument)
-                                              ? PutValue(static_cast<const CBlock_value&>(argument).Value())
-                                              : PutItem(argument);
-        if (!put) return false;
+    next                 = PutName(vec.Name(), next);
+    if (next == nullptr) return nullptr;
+    *next++ = L'[';
+    next    = PutNumber(static_cast<double>(elements.size()), next);
+    if (next == nullptr) return nullptr;
+    *next++ = L':';
+    for (const CToken& element : elements) {
+        if (&element != elements.begin()) *next++ = L',';
+        *next++ = L' ';
+        next    = PutValue(element, next);
+        if (next == nullptr) return nullptr;
     }
-    return Put(L')');
+    *next++ = L']';
+    return next;
 }
 
-bool CLineComposer::PutName(const CToken& name) {
-    return name.IsText() && PutText(name);
+wchar_t* CLineComposer::PutFunc(const CBlock_func& func, wchar_t* next) const {
+    const auto& arguments = func.Arguments();
+    next                  = PutName(func.Name(), next);
+    if (next == nullptr) return nullptr;
+    *next++ = L'(';
+    for (const CBlockFuncArgPtr& argument : arguments) {
+        if (!argument) return nullptr;
+        if (&argument != arguments.begin()) next = std::copy_n(L", ", 2, next);
+        next = Is<CBlock_value>(*argument)
+                   ? PutValue(static_cast<const CBlock_value&>(*argument).Value(), next)
+                   : PutItem(*argument, next);
+        if (next == nullptr) return nullptr;
+    }
+    if (!Fits(1, next)) return nullptr;  // functions in functions may end together
+    *next++ = L')';
+    return next;
 }
 
-bool CLineComposer::PutText(const CToken& text) {
+wchar_t* CLineComposer::PutName(const CToken& name, wchar_t* next) const {
+    return name.IsText() ? PutText(name, next) : nullptr;
+}
+
+wchar_t* CLineComposer::PutText(const CToken& text, wchar_t* next) const {
     const std::wstring_view view = text.View();
-    if (mRoom.mIsDefault && text.IsNoted(CToken::kIsWord) && !IsFrame(view)) return PutInSteps(view);
-    if (PutWord(view)) return true;
+    if (mRoom.mIsDefault && text.IsNoted(CToken::kIsWord) && !IsFrame(view)) return PutInSteps(view, next);
+    if (wchar_t* const end = PutWord(view, next)) return end;
     // What is a word beyond the table's characters is not known here.
-    return std::all_of(view.begin(), view.end(), CLexTable::Has) && PutQuoted(text, L'\'');
+    return std::all_of(view.begin(), view.end(), CLexTable::Has) ? PutQuoted(text, L'\'', next) : nullptr;
 }
 
-bool CLineComposer::PutValue(const CToken& value) {
-    if (value.IsNumeric()) return value.Type() != ETokenType::Hex && PutNumber(value.Number());
+wchar_t* CLineComposer::PutValue(const CToken& value, wchar_t* next) const {
+    if (value.IsNumeric()) return value.Type() != ETokenType::Hex ? PutNumber(value.Number(), next) : nullptr;
     switch (value.Type()) {
         case ETokenType::Keyword:
-            return PutText(value);
+            return PutText(value, next);
         case ETokenType::SingleQuotedText:
-            return PutQuoted(value, L'\'');
+            return PutQuoted(value, L'\'', next);
         case ETokenType::DoubleQuotedText:
-            return PutQuoted(value, L'"');
+            return PutQuoted(value, L'"', next);
         case ETokenType::True:
-            return Put(mRoom.mGrammar->TrueSpelling());
+            return Put(mRoom.mGrammar->TrueSpelling(), next);
         case ETokenType::False:
-            return Put(mRoom.mGrammar->FalseSpelling());
+            return Put(mRoom.mGrammar->FalseSpelling(), next);
         default:
-            return false;
+            return nullptr;
     }
 }
 
@@ -176,41 +200,41 @@ bool CLineComposer::IsFrame(std::wstring_view word) const noexcept {
 }
 
 /// A text that reads back as the same keyword.
-bool CLineComposer::PutWord(std::wstring_view text) noexcept {
+wchar_t* CLineComposer::PutWord(std::wstring_view text, wchar_t* next) const noexcept {
     const CLexTable& table = *mRoom.mTable;
-    if (text.empty() || !Fits(text.size()) || !table.Leads(kStart, text[0], kInWord)) return false;
-    mNext[0] = text[0];
-    for (std::size_t i = 1; i < text.size(); ++i) {
-        if (!table.Stays(kInWord, text[i])) return false;
-        mNext[i] = text[i];
+    if (text.empty() || !Fits(text.size(), next) || !table.Leads(kStart, text[0], kInWord)) return nullptr;
+    *next++ = text[0];
+    for (const wchar_t ch : text.substr(1)) {
+        if (!table.Stays(kInWord, ch)) return nullptr;
+        *next++ = ch;
     }
-    if (IsFrame(text) || !mRoom.mGrammar->IsKeyword(text)) return false;
-    mNext += text.size();
-    return true;
+    return !IsFrame(text) && mRoom.mGrammar->IsKeyword(text) ? next : nullptr;
 }
 
-bool CLineComposer::PutQuoted(const CToken& text, wchar_t quote) noexcept {
+wchar_t* CLineComposer::PutQuoted(const CToken& text, wchar_t quote, wchar_t* next) const noexcept {
     const std::wstring_view view = text.View();
-    if (!text.IsNoted(CToken::kIsPlain)) return PutEscaped(view, quote);
-    return Put(quote) && PutInSteps(view) && Put(quote);
+    if (!text.IsNoted(CToken::kIsPlain)) return PutEscaped(view, quote, next);
+    if (!Fits(1, next)) return nullptr;
+    *next++ = quote;
+    next    = PutInSteps(view, next);
+    if (next != nullptr) *next++ = quote;
+    return next;
 }
 
-bool CLineComposer::PutEscaped(std::wstring_view text, wchar_t quote) noexcept {
+wchar_t* CLineComposer::PutEscaped(std::wstring_view text, wchar_t quote, wchar_t* next) const noexcept {
     constexpr std::size_t kMostUnits = 3;  // of a character
-    if (!Fits(kMostUnits * text.size() + 2)) return false;
-    wchar_t* next = mNext;
-    *next++       = quote;
+    if (!Fits(kMostUnits * text.size() + 2, next)) return nullptr;
+    *next++ = quote;
     for (const wchar_t ch : text) {
         if (ch < L' ' || ch > L'~') {
-            if (!PutBeyondAscii(next, ch)) return false;
+            if (!PutBeyondAscii(next, ch)) return nullptr;
             continue;
         }
         if (ch == quote || ch == L'\\') *next++ = L'\\';
         *next++ = ch;
     }
     *next++ = quote;
-    mNext   = next;
-    return true;
+    return next;
 }
 
 /// A character from 128 on that stands for itself, where there is room for it.
@@ -231,26 +255,21 @@ bool CLineComposer::PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept {
     return true;
 }
 
-bool CLineComposer::PutNumber(double value) {
-    if (!Fits(kMostNumberUnits) || std::isnan(value)) return false;
-    mNext = PutExact(value, mNext);
-    return true;
+wchar_t* CLineComposer::PutNumber(double value, wchar_t* next) const noexcept {
+    return Fits(kMostNumberUnits, next) && !std::isnan(value) ? PutExact(value, next) : nullptr;
 }
 
 /// A text that can be read in whole steps, so that short ones of any length are one copy of the same size.
-bool CLineComposer::PutInSteps(std::wstring_view text) noexcept {
-    if (!Fits(text.size() + kStep)) return false;
-    wchar_t* const end = mNext + text.size();
-    for (const wchar_t* from = text.data(); mNext < end; from += kStep, mNext += kStep)
-        std::memcpy(mNext, from, kStep * sizeof(wchar_t));
-    mNext = end;
-    return true;
+wchar_t* CLineComposer::PutInSteps(std::wstring_view text, wchar_t* next) const noexcept {
+    if (!Fits(text.size() + kStep, next)) return nullptr;
+    wchar_t* const end = next + text.size();
+    for (const wchar_t* from = text.data(); next < end; from += kStep, next += kStep)
+        std::memcpy(next, from, kStep * sizeof(wchar_t));
+    return end;
 }
 
-bool CLineComposer::Put(std::wstring_view text) noexcept {
-    if (!Fits(text.size())) return false;
-    mNext = std::copy(text.begin(), text.end(), mNext);
-    return true;
+wchar_t* CLineComposer::Put(std::wstring_view text, wchar_t* next) const noexcept {
+    return Fits(text.size(), next) ? std::copy(text.begin(), text.end(), next) : nullptr;
 }
 
 }  // namespace io

@@ -33,32 +33,32 @@ class CLineComposer {
     bool Open() noexcept;
     void Close() noexcept;
     void TakeIndentation() noexcept;
-    bool StartLine(std::size_t indentation) noexcept;
-    bool EndLine() noexcept;
     bool Write(const CBlock_item& item);
     bool WriteBlock(const CBlock& block);
     bool WriteFrame(std::size_t indentation, std::wstring_view keyword, const CToken& name);
-    bool PutItem(const CBlock_item& item);
-    bool PutVec(const CBlock_vec& vec);
-    bool PutFunc(const CBlock_func& func);
-    bool PutName(const CToken& name);
-    bool PutValue(const CToken& value);
-    bool PutText(const CToken& text);
-    bool IsFrame(std::wstring_view word) const noexcept;
-    bool PutWord(std::wstring_view text) noexcept;
-    bool PutQuoted(const CToken& text, wchar_t quote) noexcept;
-    bool PutEscaped(std::wstring_view text, wchar_t quote) noexcept;
-    bool PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept;
-    bool PutNumber(double value);
-    bool PutInSteps(std::wstring_view text) noexcept;
-    bool Put(std::wstring_view text) noexcept;
-    bool Put(wchar_t ch) noexcept {
-        if (mNext == mRoom.mLimit) return false;
-        *mNext++ = ch;
-        return true;
-    }
-    bool Fits(std::size_t units) const noexcept {
-        return static_cast<std::size_t>(mRoom.mLimit - mNext) >= units;
+
+    wchar_t* StartLine(std::size_t indentation) const noexcept;
+    bool     EndLine(wchar_t* next) noexcept;
+    wchar_t* PutItem(const CBlock_item& item, wchar_t* next) const;
+    wchar_t* PutVec(const CBlock_vec& vec, wchar_t* next) const;
+    wchar_t* PutFunc(const CBlock_func& func, wchar_t* next) const;
+    wchar_t* PutName(const CToken& name, wchar_t* next) const;
+    wchar_t* PutValue(const CToken& value, wchar_t* next) const;
+    wchar_t* PutText(const CToken& text, wchar_t* next) const;
+    bool     IsFrame(std::wstring_view word) const noexcept;
+    wchar_t* PutWord(std::wstring_view text, wchar_t* next) const noexcept;
+    wchar_t* PutQuoted(const CToken& text, wchar_t quote, wchar_t* next) const noexcept;
+    wchar_t* PutEscaped(std::wstring_view text, wchar_t quote, wchar_t* next) const noexcept;
+    bool     PutBeyondAscii(wchar_t*& next, wchar_t ch) const noexcept;
+    wchar_t* PutNumber(double value, wchar_t* next) const noexcept;
+    wchar_t* PutInSteps(std::wstring_view text, wchar_t* next) const noexcept;
+    wchar_t* Put(std::wstring_view text, wchar_t* next) const noexcept;
+
+    /// Whether something has been put up to `next`, and so many units fit there. Behind them there is room for the
+    /// few characters that stand between two things, too.
+    bool Fits(std::size_t units, const wchar_t* next) const noexcept {
+        constexpr std::size_t kBetween = 8;
+        return next != nullptr && static_cast<std::size_t>(mRoom.mLimit - next) >= units + kBetween;
     }
 
     static constexpr std::size_t kStep = CToken::kTextStep;
@@ -71,7 +71,6 @@ class CLineComposer {
     std::array<wchar_t, kStep> mIndentationStart{};  ///< its first units
     std::array<wchar_t, 2>     mFrameFirst{};        ///< how the keywords of blocks begin, in lower case
     bool                       mPlainFrames = false;
-    wchar_t*                   mNext        = nullptr;  ///< in the line being composed
     std::uint32_t              mLines       = 0;        ///< composed since the room was opened
 };
 
