@@ -124,7 +124,7 @@ constexpr std::size_t   kStep      = 8;
 constexpr std::uint64_t kStepPower = kPowersOfTen[kStep];
 
 /// The digits of a number below 10^8, one in each byte, the first in the lowest.
-std::uint64_t SplitDigits(std::uint64_t value) noexcept {
+inline std::uint64_t SplitDigits(std::uint64_t value) noexcept {
     // Two numbers of four digits, four of two, eight of one; each division is a multiplication.
     const std::uint64_t fours = value / 10000 | value % 10000 << 32;
     const std::uint64_t high  = (fours * 10486 >> 20) & 0x0000'007F'0000'007F;
@@ -134,7 +134,7 @@ std::uint64_t SplitDigits(std::uint64_t value) noexcept {
 }
 
 /// Writes eight units, whose digits these are.
-void PutEight(std::uint64_t digits, wchar_t* out) noexcept {
+inline void PutEight(std::uint64_t digits, wchar_t* out) noexcept {
     static_assert(std::endian::native == std::endian::little, "the lowest byte is the first");
     const auto characters = std::bit_cast<std::array<unsigned char, kStep>>(digits | 0x3030'3030'3030'3030);
     std::copy_n(characters.begin(), kStep, out);
