@@ -192,11 +192,8 @@ wchar_t* CLineComposer::PutValue(const CToken& value, wchar_t* next) const {
     }
 }
 
-/// Whether a word would open or close a block. Hardly one begins as these do.
-bool CLineComposer::IsFrame(std::wstring_view word) const noexcept {
-    const wchar_t first = AString::LowerChar(word[0]);
-    return (first == mFrameFirst[0] || first == mFrameFirst[1]) &&
-           (CBase_grammar::SameWord(word, mRoom.mBegin) || CBase_grammar::SameWord(word, mRoom.mEnd));
+bool CLineComposer::EqualsFrame(std::wstring_view word) const noexcept {
+    return CBase_grammar::SameWord(word, mRoom.mBegin) || CBase_grammar::SameWord(word, mRoom.mEnd);
 }
 
 /// A text that reads back as the same keyword.

@@ -45,7 +45,12 @@ class CLineComposer {
     wchar_t* PutName(const CToken& name, wchar_t* next) const;
     wchar_t* PutValue(const CToken& value, wchar_t* next) const;
     wchar_t* PutText(const CToken& text, wchar_t* next) const;
-    bool     IsFrame(std::wstring_view word) const noexcept;
+    /// Whether a word would open or close a block. Hardly one begins as these do.
+    bool IsFrame(std::wstring_view word) const noexcept {
+        const wchar_t first = AString::LowerChar(word[0]);
+        return (first == mFrameFirst[0] || first == mFrameFirst[1]) && EqualsFrame(word);
+    }
+    bool     EqualsFrame(std::wstring_view word) const noexcept;
     wchar_t* PutWord(std::wstring_view text, wchar_t* next) const noexcept;
     wchar_t* PutQuoted(const CToken& text, wchar_t quote, wchar_t* next) const noexcept;
     wchar_t* PutEscaped(std::wstring_view text, wchar_t quote, wchar_t* next) const noexcept;
