@@ -26,7 +26,7 @@ class CBlock_value : public CBlock_func_arg {
 
     const CToken* SoleValue() const override { return &mValue; }
     const CToken& Value() const noexcept { return mValue; }
-    void          SetValue(const CToken& value) { mValue = value; }
+    void          SetValue(CToken value) noexcept { mValue = std::move(value); }
 
   private:
     CToken mValue;

@@ -57,7 +57,7 @@ void CToken::CopyText(const CToken& other) {
         return;
     }
     mValue.mNumber = other.Number();
-    SetOutside(other.mKind.mPlace, other.View());
+    SetOutside(other.mKind.Place(), other.View());
 }
 
 void CToken::SetOutside(EPlace place, std::wstring_view text) {
@@ -71,8 +71,7 @@ void CToken::SetOutside(EPlace place, std::wstring_view text) {
     std::copy(text.begin(), text.end(), mValue.mText);
     mValue.mText[text.size()] = 0;
     Sharers(mValue.mText)     = 1;
-    mKind.mPlace              = place;
-    mKind.mLength             = static_cast<std::uint32_t>(text.size());
+    mKind                     = CKind(Type(), place, static_cast<std::uint32_t>(text.size()));
 }
 
 double CToken::NumberBefore(const wchar_t* text) noexcept {
@@ -82,7 +81,7 @@ double CToken::NumberBefore(const wchar_t* text) noexcept {
 }
 
 void CToken::DeleteText() noexcept {
-    const std::size_t before = mKind.mPlace == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
+    const std::size_t before = mKind.Place() == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
     ::operator delete(reinterpret_cast<char*>(mValue.mText) - before);
 }
 
@@ -90,7 +89,7 @@ void CToken::SetText(ETokenType type, std::wstring_view text) {
     CToken token(type);
     if (text.size() <= kInlineCapacity) {
         std::copy(text.begin(), text.end(), token.mValue.mInline);
-        token.mKind.mLength = static_cast<std::uint32_t>(text.size());
+        token.mKind = CKind(type, EPlace::kInside, static_cast<std::uint32_t>(text.size()));
     } else {
         token.SetOutside(EPlace::kOutside, text);
     }

@@ -76,10 +76,22 @@ class CToken {
         kSpelling  ///< at `mText` too, with the number before it
     };
 
-    struct CKind {
-        std::uint32_t mLength = 0;  ///< of the text
-        ETokenType    mType   = ETokenType::Null;
-        EPlace        mPlace  = EPlace::kInside;
+    /// All but the value, in one word: tokens are moved by words, and a processor waits for a word that has just been
+    /// put together from stores of its parts.
+    class CKind {
+      public:
+        constexpr CKind() noexcept = default;
+        constexpr explicit CKind(ETokenType type, EPlace place = EPlace::kInside,
+                                 std::uint32_t length = 0) noexcept
+            : mWord(std::uint64_t{length} << 32 | std::uint64_t{static_cast<std::uint8_t>(place)} << 8 |
+                    static_cast<std::uint8_t>(type)) {}
+        constexpr ETokenType Type() const noexcept { return static_cast<ETokenType>(mWord & 0xFF); }
+        constexpr EPlace     Place() const noexcept { return static_cast<EPlace>(mWord >> 8 & 0xFF); }
+        /// Of the text.
+        constexpr std::uint32_t Length() const noexcept { return static_cast<std::uint32_t>(mWord >> 32); }
+
+      private:
+        std::uint64_t mWord = 0;
     };
 
   public:
@@ -88,7 +100,7 @@ class CToken {
 
     CToken() noexcept = default;
     /// A token that carries nothing (or an empty text).
-    explicit CToken(ETokenType type) noexcept : mKind{0, type, EPlace::kInside} {}
+    explicit CToken(ETokenType type) noexcept : mKind(type) {}
     CToken(ETokenType type, std::wstring_view text) : CToken() { SetText(type, text); }
     CToken(ETokenType type, double number) noexcept : CToken() { SetNumber(type, number); }
     CToken(const CToken& other) : mValue(other.mValue), mKind(other.mKind) {
@@ -116,7 +128,7 @@ class CToken {
     /// Becomes a `Symbol` of this character, which is not NUL.
     void SetSymbol(wchar_t ch) noexcept {
         Clear();
-        mKind             = {1, ETokenType::Symbol, EPlace::kInside};
+        mKind             = CKind(ETokenType::Symbol, EPlace::kInside, 1);
         mValue.mInline[0] = ch;
     }
     /// Becomes a text token that shares the long text of another text token. False, with nothing changed, when
@@ -125,13 +137,13 @@ class CToken {
         if (Sharers(other.mValue.mText) == kMaxSharers) return false;
         ++Sharers(other.mValue.mText);
         if (IsOutside()) DropText();
-        mKind  = {other.mKind.mLength, type, EPlace::kOutside};
+        mKind  = CKind(type, EPlace::kOutside, other.mKind.Length());
         mValue = other.mValue;
         return true;
     }
     /// Whether this is a token with this text, outside of itself.
     bool HasSharedText(std::wstring_view text) const noexcept {
-        return IsOutside() && mKind.mLength == text.size() &&
+        return IsOutside() && mKind.Length() == text.size() &&
                EqualUnits(mValue.mText, text.data(), text.size());
     }
     /// What can be noted of a text outside of a token, for all that share it: who writes it need not look again.
@@ -147,7 +159,7 @@ class CToken {
     /// unspecified.
     static constexpr std::size_t kTextStep = 8;
     /// The text outside of itself. @pre there is one.
-    std::wstring_view SharedText() const noexcept { return {mValue.mText, mKind.mLength}; }
+    std::wstring_view SharedText() const noexcept { return {mValue.mText, mKind.Length()}; }
     /// By pairs of units, the last of which may overlap the one before: names are few units.
     static bool EqualUnits(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
         if (count < 2) return count == 0 || *a == *b;
@@ -161,7 +173,7 @@ class CToken {
     /// Becomes a numeric token. @pre `IsNumericType(type)`.
     void SetNumber(ETokenType type, double number) noexcept {
         Clear();
-        mKind.mType    = type;
+        mKind          = CKind(type);
         mValue.mNumber = number;
     }
     /// Keeps the characters that a token without text was read from, up to a NUL among them.
@@ -172,7 +184,7 @@ class CToken {
         Forget();
     }
 
-    ETokenType Type() const noexcept { return mKind.mType; }
+    ETokenType Type() const noexcept { return mKind.Type(); }
     bool       IsNumeric() const noexcept { return IsNumericType(Type()); }
     bool       IsText() const noexcept { return IsTextType(Type()); }
     bool       IsQuoted() const noexcept { return IsQuotedType(Type()); }
@@ -205,7 +217,7 @@ class CToken {
     /// The number of a numeric token, 0 for any other.
     double Number() const noexcept {
         if (!IsNumeric()) return 0.0;
-        return mKind.mPlace == EPlace::kInside ? mValue.mNumber : NumberBefore(mValue.mText);
+        return mKind.Place() == EPlace::kInside ? mValue.mNumber : NumberBefore(mValue.mText);
     }
     /// The text, NUL-terminated, never null; valid while this token is unchanged. Numeric and other
     /// tokens have one only when their spelling was kept.
@@ -214,7 +226,7 @@ class CToken {
         return IsText() ? mValue.mInline : L"";
     }
     /// Length of the text in code units.
-    std::size_t       Length() const noexcept { return mKind.mLength; }
+    std::size_t       Length() const noexcept { return mKind.Length(); }
     std::wstring_view View() const noexcept { return {Text(), Length()}; }
     AString           String() const { return AString(Text(), Length()); }
 
@@ -222,7 +234,7 @@ class CToken {
     AString Dump() const;
 
   private:
-    bool IsOutside() const noexcept { return mKind.mPlace != EPlace::kInside; }
+    bool IsOutside() const noexcept { return mKind.Place() != EPlace::kInside; }
 
     // A text outside is one block: a number if it is its spelling, padding, the notes, the count of sharers in the
     // last byte before the characters, the characters, a zero. At 255 sharers the next copy gets a block of its own.
