@@ -8,7 +8,8 @@ namespace io {
 class CBlock_value : public CBlock_func_arg {
   public:
     CBlock_value() = default;
-    explicit CBlock_value(CToken value) noexcept : mValue(std::move(value)) {}
+    explicit CBlock_value(const CToken& value) : mValue(value) {}
+    explicit CBlock_value(CToken&& value) noexcept : mValue(std::move(value)) {}
 
     /// @throws XStreamioError  code 5 when the next token is no value.
     void Read(CToken_istream& stream) override;
@@ -37,7 +38,8 @@ class CBlock_named_value : public CBlock_value {
   public:
     CBlock_named_value() = default;
     explicit CBlock_named_value(const wchar_t* name) { SetName(name); }
-    CBlock_named_value(CToken name, CToken value) noexcept
+    CBlock_named_value(const CToken& name, const CToken& value) : CBlock_value(value), mName(name) {}
+    CBlock_named_value(CToken&& name, CToken&& value) noexcept
         : CBlock_value(std::move(value)), mName(std::move(name)) {}
 
     /// Reads the "=" and the value; the name has been read already.
