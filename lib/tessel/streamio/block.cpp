@@ -67,11 +67,11 @@ void CBlock::Read(CToken_istream& stream) {
 
 /// Whatever stands for the name, its text is the block's.
 void CBlock::StartReading(const CToken& name) {
-    mGood = true;
+    mGood              = true;
     const bool isUsual = name.Type() == ETokenType::SingleQuotedText;
-    SetNameToken(isUsual ? name
-                         : CToken(ETokenType::SingleQuotedText,
-                                  name.IsText() ? name.View() : std::wstring_view()));
+    SetNameToken(
+        isUsual ? name
+                : CToken(ETokenType::SingleQuotedText, name.IsText() ? name.View() : std::wstring_view()));
 }
 
 void CBlock::ReadBody(CToken_istream& stream) {

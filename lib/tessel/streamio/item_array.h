@@ -10,8 +10,8 @@
 
 namespace io {
 
-/// What an item holds in a row: grows at its end, as a `std::vector` does, up to 2^31 elements. Its first room
-/// may be lent to it, by a pool that made the item and the room as one piece.
+/// What an item holds in a row: grows at its end, as a `std::vector` does, up to 2^31 elements. Its first
+/// room may be lent to it, by a pool that made the item and the room as one piece.
 template <class T>
 class CItemArray {
     static_assert(std::is_nothrow_move_constructible_v<T>, "growing never fails halfway");

@@ -59,8 +59,8 @@ class CLineComposer {
     wchar_t* PutInSteps(std::wstring_view text, wchar_t* next) const noexcept;
     wchar_t* Put(std::wstring_view text, wchar_t* next) const noexcept;
 
-    /// Whether something has been put up to `next`, and so many units fit there. Behind them there is room for the
-    /// few characters that stand between two things, too.
+    /// Whether something has been put up to `next`, and so many units fit there. Behind them there is room
+    /// for the few characters that stand between two things, too.
     bool Fits(std::size_t units, const wchar_t* next) const noexcept {
         constexpr std::size_t kBetween = 8;
         return next != nullptr && static_cast<std::size_t>(mRoom.mLimit - next) >= units + kBetween;
@@ -76,7 +76,7 @@ class CLineComposer {
     std::array<wchar_t, kStep> mIndentationStart{};  ///< its first units
     std::array<wchar_t, 2>     mFrameFirst{};        ///< how the keywords of blocks begin, in lower case
     bool                       mPlainFrames = false;
-    std::uint32_t              mLines       = 0;        ///< composed since the room was opened
+    std::uint32_t              mLines       = 0;  ///< composed since the room was opened
 };
 
 }  // namespace io

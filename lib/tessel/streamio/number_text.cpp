@@ -207,8 +207,7 @@ wchar_t* PutAnyNumber(double value, wchar_t* out) noexcept {
     }
     // All that may be there, in a number that is fixed.
     std::array<char, kMostPositiveUnits> digits{};
-    const auto                           length =
-        std::to_chars(digits.begin(), digits.end(), value).ptr - digits.begin();
+    const auto length = std::to_chars(digits.begin(), digits.end(), value).ptr - digits.begin();
     std::copy_n(digits.begin(), digits.size(), out);
     return out + length;
 }
@@ -217,7 +216,7 @@ wchar_t* PutAnyNumber(double value, wchar_t* out) noexcept {
 
 wchar_t* PutExact(double value, wchar_t* out) noexcept {
     const double magnitude = std::fabs(value);
-    *out = L'-';
+    *out                   = L'-';
     out += std::signbit(value) ? 1 : 0;
     if (!(magnitude < kTwoTo53)) return PutAnyNumber(magnitude, out);
     const auto whole = static_cast<std::int64_t>(magnitude);

@@ -63,8 +63,9 @@ void CToken::CopyText(const CToken& other) {
 void CToken::SetOutside(EPlace place, std::wstring_view text) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
     const std::size_t before = place == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
-    const std::size_t units  = std::max(text.size() + 1, (text.size() + kTextStep - 1) / kTextStep * kTextStep);
-    auto* const       block  = static_cast<char*>(::operator new(before + units * sizeof(wchar_t)));
+    const std::size_t units =
+        std::max(text.size() + 1, (text.size() + kTextStep - 1) / kTextStep * kTextStep);
+    auto* const block = static_cast<char*>(::operator new(before + units * sizeof(wchar_t)));
     std::memset(block, 0, before);
     if (place == EPlace::kSpelling) std::memcpy(block, &mValue.mNumber, sizeof(double));
     mValue.mText = reinterpret_cast<wchar_t*>(block + before);
@@ -82,7 +83,7 @@ double CToken::NumberBefore(const wchar_t* text) noexcept {
 
 void CToken::DeleteText() noexcept {
     const std::size_t before = mKind.Place() == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
-    ::operator delete(reinterpret_cast<char*>(mValue.mText) - before);
+    ::                operator delete(reinterpret_cast<char*>(mValue.mText) - before);
 }
 
 void CToken::SetText(ETokenType type, std::wstring_view text) {

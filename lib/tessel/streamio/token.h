@@ -57,10 +57,10 @@ constexpr bool IsQuotedType(ETokenType type) noexcept {
 
 /// One token: a kind, and the text or the number that the kind carries.
 ///
-/// Short texts (`kInlineCapacity`) lie in the token itself; longer ones in a block shared by the copies of the
-/// token, and by tokens of equal text that one stream delivers. The count of sharers is a plain byte: what one
-/// stream has read belongs to one thread at a time. A text of 2^32 units or more is more than a token can hold:
-/// `std::bad_alloc`.
+/// Short texts (`kInlineCapacity`) lie in the token itself; longer ones in a block shared by the copies of
+/// the token, and by tokens of equal text that one stream delivers. The count of sharers is a plain byte:
+/// what one stream has read belongs to one thread at a time. A text of 2^32 units or more is more than a
+/// token can hold: `std::bad_alloc`.
 class CToken {
   private:
     union UValue {
@@ -76,8 +76,8 @@ class CToken {
         kSpelling  ///< at `mText` too, with the number before it
     };
 
-    /// All but the value, in one word: tokens are moved by words, and a processor waits for a word that has just been
-    /// put together from stores of its parts.
+    /// All but the value, in one word: tokens are moved by words, and a processor waits for a word that has
+    /// just been put together from stores of its parts.
     class CKind {
       public:
         constexpr CKind() noexcept = default;
@@ -131,8 +131,8 @@ class CToken {
         mKind             = CKind(ETokenType::Symbol, EPlace::kInside, 1);
         mValue.mInline[0] = ch;
     }
-    /// Becomes a text token that shares the long text of another text token. False, with nothing changed, when
-    /// that has as many sharers as it can have.
+    /// Becomes a text token that shares the long text of another text token. False, with nothing changed,
+    /// when that has as many sharers as it can have.
     bool ShareText(ETokenType type, const CToken& other) noexcept {
         if (Sharers(other.mValue.mText) == kMaxSharers) return false;
         ++Sharers(other.mValue.mText);
@@ -146,10 +146,11 @@ class CToken {
         return IsOutside() && mKind.Length() == text.size() &&
                EqualUnits(mValue.mText, text.data(), text.size());
     }
-    /// What can be noted of a text outside of a token, for all that share it: who writes it need not look again.
+    /// What can be noted of a text outside of a token, for all that share it: who writes it need not look
+    /// again.
     enum ENote : std::uint8_t {
         kIsWord  = 1,  ///< in the library's default grammar it is a keyword which means nothing else
-        kIsPlain = 2   ///< printable ASCII without quotes and backslashes: it stands for itself between quotes
+        kIsPlain = 2  ///< printable ASCII without quotes and backslashes: it stands for itself between quotes
     };
     void Note(ENote note) noexcept {
         if (IsOutside()) Notes(mValue.mText) |= note;
@@ -160,8 +161,8 @@ class CToken {
     static constexpr std::size_t kTextStep = 8;
     /// The text outside of itself. @pre there is one.
     std::wstring_view SharedText() const noexcept { return {mValue.mText, mKind.Length()}; }
-    /// By groups of units, the last of which may overlap the one before: texts are short, and their lengths nothing
-    /// that a processor should have to guess.
+    /// By groups of units, the last of which may overlap the one before: texts are short, and their lengths
+    /// nothing that a processor should have to guess.
     static bool EqualUnits(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
         if (count >= 4) {
             for (std::size_t at = 0; at + 4 < count; at += 4)
@@ -189,7 +190,7 @@ class CToken {
     bool       IsNumeric() const noexcept { return IsNumericType(Type()); }
     bool       IsText() const noexcept { return IsTextType(Type()); }
     bool       IsQuoted() const noexcept { return IsQuotedType(Type()); }
-    bool       IsBoolean() const noexcept { return Type() == ETokenType::True || Type() == ETokenType::False; }
+    bool IsBoolean() const noexcept { return Type() == ETokenType::True || Type() == ETokenType::False; }
     /// True for kinds that stand for no token at all, and for a text kind without text.
     bool IsNoToken() const noexcept {
         switch (Type()) {
@@ -242,8 +243,9 @@ class CToken {
 
     bool IsOutside() const noexcept { return mKind.Place() != EPlace::kInside; }
 
-    // A text outside is one block: a number if it is its spelling, padding, the notes, the count of sharers in the
-    // last byte before the characters, the characters, a zero. At 255 sharers the next copy gets a block of its own.
+    // A text outside is one block: a number if it is its spelling, padding, the notes, the count of sharers
+    // in the last byte before the characters, the characters, a zero. At 255 sharers the next copy gets a
+    // block of its own.
     using CSharers                        = std::uint8_t;
     static constexpr CSharers kMaxSharers = 255;
     static CSharers&     Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
