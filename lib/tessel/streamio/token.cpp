@@ -62,7 +62,7 @@ void CToken::CopyText(const CToken& other) {
 
 void CToken::SetOutside(EPlace place, std::wstring_view text) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
-    const std::size_t before = place == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
+    const std::size_t before = BytesBefore(place);
     const std::size_t units =
         std::max(text.size() + 1, (text.size() + kTextStep - 1) / kTextStep * kTextStep);
     auto* const block = static_cast<char*>(::operator new(before + units * sizeof(wchar_t)));
@@ -75,15 +75,19 @@ void CToken::SetOutside(EPlace place, std::wstring_view text) {
     mKind                     = CKind(Type(), place, static_cast<std::uint32_t>(text.size()));
 }
 
+std::size_t CToken::BytesBefore(EPlace place) noexcept {
+    return place == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
+}
+
 double CToken::NumberBefore(const wchar_t* text) noexcept {
     double number = 0.0;
-    std::memcpy(&number, reinterpret_cast<const char*>(text) - kPrologue - sizeof(double), sizeof(double));
+    std::memcpy(&number, reinterpret_cast<const char*>(text) - BytesBefore(EPlace::kSpelling),
+                sizeof(double));
     return number;
 }
 
 void CToken::DeleteText() noexcept {
-    const std::size_t before = mKind.Place() == EPlace::kSpelling ? sizeof(double) + kPrologue : kPrologue;
-    ::                operator delete(reinterpret_cast<char*>(mValue.mText) - before);
+    ::operator delete(reinterpret_cast<char*>(mValue.mText) - BytesBefore(mKind.Place()));
 }
 
 void CToken::SetText(ETokenType type, std::wstring_view text) {

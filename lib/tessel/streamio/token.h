@@ -250,6 +250,7 @@ class CToken {
     static constexpr CSharers kMaxSharers = 255;
     static CSharers&     Sharers(wchar_t* text) noexcept { return reinterpret_cast<CSharers*>(text)[-1]; }
     static std::uint8_t& Notes(wchar_t* text) noexcept { return reinterpret_cast<std::uint8_t*>(text)[-2]; }
+    static std::size_t   BytesBefore(EPlace place) noexcept;
     static double        NumberBefore(const wchar_t* text) noexcept;
 
     /// Takes a new text in the place of its value, for its kind. @pre it has none outside.

@@ -328,6 +328,7 @@ class CRoomBuf final : public std::wstreambuf {
 
   protected:
     int sync() override {
+        EXPECT_LE(pptr(), epptr());
         if (!mRoom.empty()) mText.append(pbase() != nullptr ? pbase() : mRoom.data(), pptr() - pbase());
         setp(mRoom.data(), mRoom.data() + mRoom.size());
         return 0;
@@ -412,6 +413,44 @@ TEST(RoundTrip, WordsThatWereReadAreWordsWhereTheyAreWritten) {
                               write(std::type_identity<COwnStream>{}));
                 }
     }
+}
+
+TEST(RoundTrip, TextsThatWereReadAreEscapedWhereTheyAreWritten) {
+    CBlock file;
+    for (wchar_t ch = 1; ch < 0x180; ++ch)
+        for (const wchar_t quote : {L'\'', L'"'}) {
+            CBlock line;
+            line.AddItem(Item(Named(Word(L"x"), CToken(ETokenType::SingleQuotedText,
+                                                       std::wstring(L"longer than ") + ch + L" a step"))));
+            std::wstring text = MemoryText(line, EForm::kText).Str();
+            if (ch != L'\'' && ch != L'"') std::replace(text.begin(), text.end(), L'\'', quote);
+            file.CopyItems(FromMemory(AString(text)));
+        }
+    const auto write = [&]<class Stream>(std::type_identity<Stream>) {
+        CRoomBuf buffer(100'000);
+        Stream   stream(std::make_unique<std::wostream>(&buffer), 0, GrammarOf(EForm::kText));
+        file.WriteFile(stream);
+        return Shown(buffer.Text());
+    };
+    EXPECT_EQ(file.Count(), 2u * 0x17F);
+    EXPECT_EQ(write(std::type_identity<CToken_ostream>{}), write(std::type_identity<COwnStream>{}));
+}
+
+TEST(RoundTrip, FunctionsThatEndTogetherStayInTheirRoom) {
+    CBlockPtr        file(new CBlock);
+    CBlockFuncArgPtr inner(new CBlock_value(Word(L"x")));
+    for (int i = 0; i < 30; ++i)
+        inner = CBlockFuncArgPtr(Func(Word(L"f"), {inner}).Get());
+    file->AddItem(CBlockItemPtr(inner.Get()));
+    const auto write = [&]<class Stream>(std::type_identity<Stream>, std::size_t room) {
+        CRoomBuf buffer(room);
+        Stream   stream(std::make_unique<std::wostream>(&buffer), 0, GrammarOf(EForm::kText));
+        file->WriteFile(stream);
+        return Shown(buffer.Text());
+    };
+    const auto bySelf = write(std::type_identity<COwnStream>{}, 500);
+    for (std::size_t room = 1; room < 150; ++room)
+        EXPECT_EQ(write(std::type_identity<CToken_ostream>{}, room), bySelf) << room;
 }
 
 /// An item that changes how the stream writes, before it writes itself.
