@@ -104,7 +104,7 @@ void CToken::SetText(ETokenType type, std::wstring_view text) {
 void CToken::KeepSpelling(std::wstring_view spelling) {
     CToken token(Type());
     token.mValue.mNumber = Number();
-    token.SetOutside(EPlace::kSpelling, spelling.substr(0, spelling.find(L'\0')));
+    token.SetOutside(EPlace::kSpelling, spelling);
     *this = std::move(token);
 }
 

@@ -178,7 +178,7 @@ class CToken {
         mKind          = CKind(type);
         mValue.mNumber = number;
     }
-    /// Keeps the characters that a token without text was read from, up to a NUL among them.
+    /// Keeps the characters that a token without text was read from.
     void KeepSpelling(std::wstring_view spelling);
     /// Becomes a `Null` token.
     void Clear() noexcept {

@@ -482,6 +482,30 @@ TEST(Token, SharesLongTextsAndSurvivesManyHolders) {
     }
 }
 
+TEST(Token, KeepsASpellingBesideItsNumber) {
+    io::CToken token(io::ETokenType::Hex, 31);
+    token.KeepSpelling(L"0x001F");
+    std::vector<io::CToken> copies(600, token);
+    token.KeepSpelling(L"0x\0F"sv);
+    copies.push_back(std::move(token));
+    for (const io::CToken& copy : copies) {
+        ASSERT_EQ(copy.Number(), 31);
+        ASSERT_EQ(copy.View(), &copy != &copies.back() ? L"0x001F"sv : L"0x\0F"sv);
+    }
+}
+
+TEST(Token, TextsAreEqualInEachUnit) {
+    for (std::size_t size = 0; size < 35; ++size) {
+        std::wstring text(size, L'x');
+        EXPECT_TRUE(io::CToken::EqualUnits(text.data(), std::wstring(text).data(), size));
+        for (wchar_t& unit : text) {
+            unit = L'y';
+            EXPECT_FALSE(io::CToken::EqualUnits(text.data(), std::wstring(size, L'x').data(), size)) << size;
+            unit = L'x';
+        }
+    }
+}
+
 TEST(Token, DumpsForDiagnostics) {
     using io::CToken, io::ETokenType;
     const auto dump = [](const CToken& token) { return Escaped(token.Dump().Str()); };

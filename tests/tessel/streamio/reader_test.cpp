@@ -461,6 +461,17 @@ TEST(Reader, ANumberAsABlockNameHasNoTextEvenWhenSpellingsAreKept) {
     EXPECT_EQ(block.ErrorsBegin(), block.ErrorsEnd());
 }
 
+TEST(Reader, ABlockNameIsASingleQuotedTextWhateverStoodForIt) {
+    for (const wchar_t* name : {L"'a name'", L"\"a name\"", L"a_name", L"5", L"true", L"$begin"}) {
+        const std::wstring line = std::wstring(name) + L"\n";
+        io::CToken_istring stream(AString(L"$begin " + line + L"$end " + line));
+        io::CBlock         file;
+        file.ReadFile(stream);
+        ASSERT_EQ(file.Count(), 1u);
+        EXPECT_EQ((*file.ItemsBegin())->Name().Type(), io::ETokenType::SingleQuotedText);
+    }
+}
+
 TEST(Reader, ASymbolCanBeComparedWithAText) {
     io::CToken_istring stream(AString(L"= x"));
     EXPECT_TRUE(stream.CurrentTokenIs(L"="));
