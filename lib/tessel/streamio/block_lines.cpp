@@ -48,9 +48,11 @@ bool CBlockLines::ReadLines(CBlock& block, EScope scope) {
         } while (name.Type() == ETokenType::Eol);
         mItems = 1;
         if (name.Type() == ETokenType::Keyword) {
-            const std::wstring_view word = name.View();
-            if (mBuffer.NamesEqual(word, mEnd)) return scope == EScope::kBlock && ReadEnd(block);
-            if (mBuffer.NamesEqual(word, mBegin)) {
+            const std::wstring_view word    = name.View();
+            const bool              isFrame = mFrame.BeginAs(word);
+            if (isFrame && mBuffer.NamesEqual(word, mFrame.End()))
+                return scope == EScope::kBlock && ReadEnd(block);
+            if (isFrame && mBuffer.NamesEqual(word, mFrame.Begin())) {
                 read = ReadBegin(block);
                 continue;
             }

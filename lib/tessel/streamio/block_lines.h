@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessel/streamio/block.h"
+#include "tessel/streamio/frame_words.h"
 #include "tessel/streamio/in_place_cursor.h"
 #include "tessel/streamio/token_istream.h"
 
@@ -20,8 +21,7 @@ class CBlockLines {
         : mStream(stream),
           mBuffer(stream.TokenBuffer()),
           mPool(stream.ItemPool()),
-          mBegin(stream.BeginKeyword().Str()),
-          mEnd(stream.EndKeyword().Str()) {}
+          mFrame(stream.BeginKeyword().Str(), stream.EndKeyword().Str()) {}
 
     /// Whether the items are those of a block, which has an end, or of a file.
     enum class EScope { kBlock, kFile };
@@ -48,7 +48,7 @@ class CBlockLines {
     CToken_istream&       mStream;
     CToken_streambuf&     mBuffer;
     CItemPool*            mPool;
-    std::wstring_view     mBegin, mEnd;  ///< the keywords
+    CFrameWords           mFrame;
     CInPlaceCursor        mCursor;
     CInPlaceCursor::CMark mAccepted;   ///< behind the last line that was read
     std::size_t           mItems = 0;  ///< items, elements and arguments of the line being read

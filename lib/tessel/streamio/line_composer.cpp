@@ -32,13 +32,9 @@ CLineComposer::CLineComposer(CToken_ostream& stream) noexcept
 bool CLineComposer::Open() noexcept {
     if (mRoom.mNext != nullptr) return true;
     if (!mUsual || !mBuffer.OpenLines(mRoom)) return false;
-    const auto first = [](std::wstring_view word) {
-        return word.empty() ? L'\0' : AString::LowerChar(word[0]);
-    };
-    mFrameFirst = {first(mRoom.mBegin), first(mRoom.mEnd)};
     // Other keywords may be no words, or words that need quotes.
-    mPlainFrames =
-        mStream.HasPlainFrames() && mRoom.mIsDefault && mRoom.mBegin == L"$begin" && mRoom.mEnd == L"$end";
+    mPlainFrames = mStream.HasPlainFrames() && mRoom.mIsDefault && mRoom.mFrame.Begin() == L"$begin" &&
+                   mRoom.mFrame.End() == L"$end";
     TakeIndentation();
     return true;
 }
@@ -87,14 +83,14 @@ bool CLineComposer::Write(const CBlock_item& item) {
 
 bool CLineComposer::WriteBlock(const CBlock& block) {
     const std::size_t indentation = mIndentation.size();
-    if (!WriteFrame(indentation, mRoom.mBegin, block.Name())) return false;
+    if (!WriteFrame(indentation, mRoom.mFrame.Begin(), block.Name())) return false;
     mStream.Indent(mStream.IndentWidth());
     TakeIndentation();
     const std::size_t inside = mIndentation.size();
     WriteItems(block);
     // An item that wrote itself may have changed what lines look like.
     if (Open() && mPlainFrames && mIndentation.size() == inside &&
-        WriteFrame(indentation, mRoom.mEnd, block.Name())) {
+        WriteFrame(indentation, mRoom.mFrame.End(), block.Name())) {
         mStream.Unindent();
         TakeIndentation();
     } else {
@@ -168,7 +164,8 @@ wchar_t* CLineComposer::PutName(const CToken& name, wchar_t* next) const {
 
 wchar_t* CLineComposer::PutText(const CToken& text, wchar_t* next) const {
     const std::wstring_view view = text.View();
-    if (mRoom.mIsDefault && text.IsNoted(CToken::kIsWord) && !IsFrame(view)) return PutInSteps(view, next);
+    if (mRoom.mIsDefault && text.IsNoted(CToken::kIsWord) && !mRoom.mFrame.Are(view))
+        return PutInSteps(view, next);
     if (wchar_t* const end = PutWord(view, next)) return end;
     // What is a word beyond the table's characters is not known here.
     return std::all_of(view.begin(), view.end(), CLexTable::Has) ? PutQuoted(text, L'\'', next) : nullptr;
@@ -192,10 +189,6 @@ wchar_t* CLineComposer::PutValue(const CToken& value, wchar_t* next) const {
     }
 }
 
-bool CLineComposer::EqualsFrame(std::wstring_view word) const noexcept {
-    return CBase_grammar::SameWord(word, mRoom.mBegin) || CBase_grammar::SameWord(word, mRoom.mEnd);
-}
-
 /// A text that reads back as the same keyword.
 wchar_t* CLineComposer::PutWord(std::wstring_view text, wchar_t* next) const noexcept {
     const CLexTable& table = *mRoom.mTable;
@@ -205,7 +198,7 @@ wchar_t* CLineComposer::PutWord(std::wstring_view text, wchar_t* next) const noe
         if (!table.Stays(kInWord, ch)) return nullptr;
         *next++ = ch;
     }
-    return !IsFrame(text) && mRoom.mGrammar->IsKeyword(text) ? next : nullptr;
+    return !mRoom.mFrame.Are(text) && mRoom.mGrammar->IsKeyword(text) ? next : nullptr;
 }
 
 wchar_t* CLineComposer::PutQuoted(const CToken& text, wchar_t quote, wchar_t* next) const noexcept {

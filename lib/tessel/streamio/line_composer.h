@@ -45,12 +45,6 @@ class CLineComposer {
     wchar_t* PutName(const CToken& name, wchar_t* next) const;
     wchar_t* PutValue(const CToken& value, wchar_t* next) const;
     wchar_t* PutText(const CToken& text, wchar_t* next) const;
-    /// Whether a word would open or close a block. Hardly one begins as these do.
-    bool IsFrame(std::wstring_view word) const noexcept {
-        const wchar_t first = AString::LowerChar(word[0]);
-        return (first == mFrameFirst[0] || first == mFrameFirst[1]) && EqualsFrame(word);
-    }
-    bool     EqualsFrame(std::wstring_view word) const noexcept;
     wchar_t* PutWord(std::wstring_view text, wchar_t* next) const noexcept;
     wchar_t* PutQuoted(const CToken& text, wchar_t quote, wchar_t* next) const noexcept;
     wchar_t* PutEscaped(std::wstring_view text, wchar_t quote, wchar_t* next) const noexcept;
@@ -74,7 +68,6 @@ class CLineComposer {
     CLineRoom                  mRoom;   ///< `mNext`: behind the last whole line
     std::wstring_view          mIndentation;
     std::array<wchar_t, kStep> mIndentationStart{};  ///< its first units
-    std::array<wchar_t, 2>     mFrameFirst{};        ///< how the keywords of blocks begin, in lower case
     bool                       mPlainFrames = false;
     std::uint32_t              mLines       = 0;  ///< composed since the room was opened
 };

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "tessel/streamio/frame_words.h"
 #include "tessel/streamio/lex_table.h"
-
-#include <string_view>
 
 namespace io {
 
@@ -10,7 +9,7 @@ namespace io {
 struct CLineRoom {
     const CBase_grammar* mGrammar = nullptr;
     const CLexTable*     mTable   = nullptr;  ///< of the grammar
-    std::wstring_view    mBegin, mEnd;        ///< keywords that a name must not look like
+    CFrameWords          mFrame;              ///< what a name must not look like
     bool                 mIsDefault = false;  ///< the grammar is the library's default
     bool                 mCrLf      = false;  ///< lines end with CR LF
     bool                 mUtf8      = false;  ///< characters from 128 on take the units of their UTF-8 form

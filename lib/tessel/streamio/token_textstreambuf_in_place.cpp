@@ -38,8 +38,7 @@ bool CToken_textstreambuf::OpenLines(CLineRoom& room) noexcept {
     if (!plain || units == 0) return false;
     room = {.mGrammar   = &mGrammar,
             .mTable     = mTable,
-            .mBegin     = BlockBegin().Str(),
-            .mEnd       = BlockEnd().Str(),
+            .mFrame     = {BlockBegin().Str(), BlockEnd().Str()},
             .mIsDefault = IsDefaultGrammar(),
             .mCrLf      = mCrLf,
             .mUtf8      = IsUtf8(),
