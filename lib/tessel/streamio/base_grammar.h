@@ -204,19 +204,18 @@ class CBase_grammar {
 
     /// What a character behind a backslash stands for.
     static wchar_t MeantBehindEscape(wchar_t written) noexcept;
-    /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`.
-    ETokenType TypeOfWord(std::wstring_view word) const noexcept;
+    /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`; most words are told by
+    /// their first letter. @pre it is not empty.
+    ETokenType TypeOfWord(std::wstring_view word) const noexcept {
+        constexpr wchar_t kLower = 0x20;  // a letter's bit; the other spellings begin in lower case
+        const wchar_t     first  = word[0] | kLower;
+        const bool other = first == mTrue[0] || first == mFalse[0] || first == (mCDataOpen[0] | kLower);
+        return other ? TypeOfLikelyOther(word) : ETokenType::Keyword;
+    }
 
     /// Whether two words differ in case at most.
     static bool SameWord(std::wstring_view a, std::wstring_view b) noexcept {
         return a.size() == b.size() && SameLetters(a, b);
-    }
-    /// Whether `TypeOfWord` is `Keyword`; for most words by their first letter.
-    bool IsKeyword(std::wstring_view word) const noexcept {
-        constexpr wchar_t kLower = 0x20;  // a letter's bit; the other spellings begin in lower case
-        const wchar_t     first  = word[0] | kLower;
-        const bool other = first == mTrue[0] || first == mFalse[0] || first == (mCDataOpen[0] | kLower);
-        return !other || TypeOfWord(word) == ETokenType::Keyword;
     }
     const std::wstring& TrueSpelling() const noexcept { return mTrue; }
     const std::wstring& FalseSpelling() const noexcept { return mFalse; }
@@ -279,6 +278,7 @@ class CBase_grammar {
     using CPage = std::array<std::uint32_t, 256>;
 
     void        FindCommentChar();
+    ETokenType  TypeOfLikelyOther(std::wstring_view word) const noexcept;
     static bool SameLetters(std::wstring_view a, std::wstring_view b) noexcept;
 
     std::array<std::unique_ptr<CPage>, 256> mPages;

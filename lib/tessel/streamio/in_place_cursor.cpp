@@ -12,12 +12,12 @@ bool CInPlaceCursor::LexWord(CToken& token) {
     const CUnits end   = EndOfRun(kInWord, start + 1);
     if (!IsKnown(end) || Table().Next(kInWord, *end) != kEndWord || !mRules->mWords) return false;
     const std::wstring_view text(start, end);
-    if (mRules->mGrammar->IsKeyword(text)) {
-        mRules->mTexts->Set(token, ETokenType::Keyword, text);
+    const ETokenType        type = mRules->mGrammar->TypeOfWord(text);
+    if (type == ETokenType::CData) return false;
+    if (type == ETokenType::Keyword) {
+        mRules->mTexts->Set(token, type, text);
         if (mRules->mIsDefault) token.Note(CToken::kIsWord);
     } else {
-        const ETokenType type = mRules->mGrammar->TypeOfWord(text);
-        if (type == ETokenType::CData) return false;
         token = CToken(type);
     }
     mNext = end;

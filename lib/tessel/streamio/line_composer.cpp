@@ -198,7 +198,9 @@ wchar_t* CLineComposer::PutWord(std::wstring_view text, wchar_t* next) const noe
         if (!table.Stays(kInWord, ch)) return nullptr;
         *next++ = ch;
     }
-    return !mRoom.mFrame.Are(text) && mRoom.mGrammar->IsKeyword(text) ? next : nullptr;
+    const bool isKeyword =
+        !mRoom.mFrame.Are(text) && mRoom.mGrammar->TypeOfWord(text) == ETokenType::Keyword;
+    return isKeyword ? next : nullptr;
 }
 
 wchar_t* CLineComposer::PutQuoted(const CToken& text, wchar_t quote, wchar_t* next) const noexcept {
