@@ -140,7 +140,7 @@ class CStableList {
     /// Half as many slots as there are elements, within reason.
     CChunk* AddChunk() {
         constexpr std::size_t kFewestSlots = 8;
-        const std::size_t     slots        = std::clamp<std::size_t>(mSize / 2, kFewestSlots, kMostSlots);
+        const std::size_t     slots        = std::clamp<std::size_t>(mSize, kFewestSlots, kMostSlots);
         auto* const           chunk        = new (::operator new(BytesOf(slots))) CChunk;
         chunk->mSlots                      = static_cast<std::uint32_t>(slots);
         chunk->mPrevious                   = mEnd.mPrevious;
