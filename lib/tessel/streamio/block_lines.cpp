@@ -101,9 +101,12 @@ bool CBlockLines::ReadEnd(const CBlock& block) {
 }
 
 bool CBlockLines::ReadNamedValue(CBlock& block, CToken& name) {
-    CToken value;
+    auto* const   named = mPool->Make<CBlock_named_value>();
+    CBlockItemPtr item(named);
+    CToken&       value = named->mValue;
     if (!mCursor.Lex(value) || !value.CanBeValue() || !EndItem()) return false;
-    block.AddNew(mPool->Make<CBlock_named_value>(std::move(name), std::move(value)));
+    named->mName = std::move(name);
+    block.AddItem(std::move(item));
     return true;
 }
 

@@ -30,6 +30,8 @@ class CBlock_value : public CBlock_func_arg {
     void          SetValue(CToken value) noexcept { mValue = std::move(value); }
 
   private:
+    friend class CBlockLines;
+
     CToken mValue;
 };
 
@@ -57,6 +59,8 @@ class CBlock_named_value : public CBlock_value {
     bool          IsNamedValue() const override { return true; }
 
   private:
+    friend class CBlockLines;
+
     CToken mName;
 };
 
