@@ -204,8 +204,8 @@ class CBase_grammar {
 
     /// What a character behind a backslash stands for.
     static wchar_t MeantBehindEscape(wchar_t written) noexcept;
-    /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`; most words are told by
-    /// their first letter. @pre it is not empty.
+    /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`; most words are
+    /// told by their first letter. @pre it is not empty.
     ETokenType TypeOfWord(std::wstring_view word) const noexcept {
         constexpr wchar_t kLower = 0x20;  // a letter's bit; the other spellings begin in lower case
         const wchar_t     first  = word[0] | kLower;

@@ -5,7 +5,6 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -74,11 +73,7 @@ class CRecentTexts {
 
     /// Of the length and six units; names that differ at all nearly always do in these.
     static std::uint64_t Hash(std::wstring_view text) noexcept {
-        const auto pair = [&](std::size_t at) {
-            std::uint64_t units = 0;
-            std::memcpy(&units, text.data() + at, 2 * sizeof(wchar_t));
-            return units;
-        };
+        const auto              pair     = [&](std::size_t at) { return CToken::Pair(text.data() + at); };
         constexpr int           kRotated = 23;
         constexpr std::uint64_t kGolden  = 0x9E3779B97F4A7C15;  // spreads what differs over the upper bits
         return ((pair(0) + text.size()) ^ std::rotl(pair(text.size() - 2), kRotated) ^

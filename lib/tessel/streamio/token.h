@@ -161,15 +161,22 @@ class CToken {
     static constexpr std::size_t kTextStep = 8;
     /// The text outside of itself. @pre there is one.
     std::wstring_view SharedText() const noexcept { return {mValue.mText, mKind.Length()}; }
+    /// Two units as one number.
+    static std::uint64_t Pair(const wchar_t* units) noexcept {
+        std::uint64_t pair = 0;
+        std::memcpy(&pair, units, 2 * sizeof(wchar_t));
+        return pair;
+    }
     /// By groups of units, the last of which may overlap the one before: texts are short, and their lengths
     /// nothing that a processor should have to guess.
     static bool EqualUnits(const wchar_t* a, const wchar_t* b, std::size_t count) noexcept {
+        const auto differ = [&](std::size_t at) { return Pair(a + at) ^ Pair(b + at); };
         if (count >= 4) {
             for (std::size_t at = 0; at + 4 < count; at += 4)
-                if (!EqualGroup<4>(a + at, b + at)) return false;
-            return EqualGroup<4>(a + count - 4, b + count - 4);
+                if ((differ(at) | differ(at + 2)) != 0) return false;
+            return (differ(count - 4) | differ(count - 2)) == 0;
         }
-        if (count >= 2) return EqualGroup<2>(a, b) && EqualGroup<2>(a + count - 2, b + count - 2);
+        if (count >= 2) return (differ(0) | differ(count - 2)) == 0;
         return count == 0 || *a == *b;
     }
     /// Becomes a numeric token. @pre `IsNumericType(type)`.
@@ -236,11 +243,6 @@ class CToken {
     AString Dump() const;
 
   private:
-    template <std::size_t count>
-    static bool EqualGroup(const wchar_t* a, const wchar_t* b) noexcept {
-        return std::memcmp(a, b, count * sizeof(wchar_t)) == 0;
-    }
-
     bool IsOutside() const noexcept { return mKind.Place() != EPlace::kInside; }
 
     // A text outside is one block: a number if it is its spelling, padding, the notes, the count of sharers
