@@ -303,12 +303,11 @@ bool CBase_grammar::SameLetters(std::wstring_view a, std::wstring_view b) noexce
                       [](wchar_t x, wchar_t y) { return AString::LowerChar(x) == AString::LowerChar(y); });
 }
 
-ETokenType CBase_grammar::TypeOfLikelyOther(std::wstring_view word) const noexcept {
+ETokenType CBase_grammar::TypeOfWord(std::wstring_view word) const noexcept {
     const auto is = [&](std::wstring_view lowered) {
         return word.size() == lowered.size() &&
-               (CToken::EqualUnits(word.data(), lowered.data(), word.size()) ||
-                std::equal(word.begin(), word.end(), lowered.begin(),
-                           [](wchar_t a, wchar_t b) { return AString::LowerChar(a) == b; }));
+               std::equal(word.begin(), word.end(), lowered.begin(),
+                          [](wchar_t a, wchar_t b) { return AString::LowerChar(a) == b; });
     };
     if (is(mTrue)) return ETokenType::True;
     if (is(mFalse)) return ETokenType::False;

@@ -204,13 +204,16 @@ class CBase_grammar {
 
     /// What a character behind a backslash stands for.
     static wchar_t MeantBehindEscape(wchar_t written) noexcept;
-    /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`; most words are
-    /// told by their first letter. @pre it is not empty.
-    ETokenType TypeOfWord(std::wstring_view word) const noexcept {
-        constexpr wchar_t kLower = 0x20;  // a letter's bit; the other spellings begin in lower case
-        const wchar_t     first  = word[0] | kLower;
-        const bool other = first == mTrue[0] || first == mFalse[0] || first == (mCDataOpen[0] | kLower);
-        return other ? TypeOfLikelyOther(word) : ETokenType::Keyword;
+    /// What a whole word is: a `Keyword`, one of the booleans, or the tag that opens `CData`.
+    ETokenType TypeOfWord(std::wstring_view word) const noexcept;
+    /// The same for a word of ASCII characters, told by its first letter most times. @pre it is not empty.
+    ETokenType TypeOfAsciiWord(std::wstring_view word) const noexcept {
+        constexpr wchar_t kLower = 0x20;  // a letter's bit
+        const auto        begins = [first = word[0] | kLower](const std::wstring& other) {
+            return first == (other[0] | kLower);
+        };
+        const bool mayBeOther = begins(mTrue) || begins(mFalse) || begins(mCDataOpen);
+        return mayBeOther ? TypeOfWord(word) : ETokenType::Keyword;
     }
 
     /// Whether two words differ in case at most.
@@ -278,7 +281,6 @@ class CBase_grammar {
     using CPage = std::array<std::uint32_t, 256>;
 
     void        FindCommentChar();
-    ETokenType  TypeOfLikelyOther(std::wstring_view word) const noexcept;
     static bool SameLetters(std::wstring_view a, std::wstring_view b) noexcept;
 
     std::array<std::unique_ptr<CPage>, 256> mPages;

@@ -67,7 +67,8 @@ void CBlock::Read(CToken_istream& stream) {
 
 /// Whatever stands for the name, its text is the block's.
 void CBlock::StartReading(const CToken& name) {
-    mGood              = true;
+    mGood = true;
+    // That the name has already, in most blocks; its text is shared then.
     const bool isUsual = name.Type() == ETokenType::SingleQuotedText;
     SetNameToken(
         isUsual ? name

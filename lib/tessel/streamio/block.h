@@ -121,8 +121,6 @@ class CBlock : public CBlock_item {
   private:
     friend class CBlockLines;
 
-    /// Adds an item that nobody holds yet.
-    void AddNew(CBlock_item* item) { Added(io::AddNew(mItems, item)); }
     void Added(ItemPos item) {
         if (mNames) IndexOrErase(item);
         mCursor = item;

@@ -1,7 +1,6 @@
 #include "tessel/streamio/block_lines.h"
 
 #include "tessel/streamio/block_func.h"
-#include "tessel/streamio/item_pool.h"
 
 #include <utility>
 
@@ -100,24 +99,33 @@ bool CBlockLines::ReadEnd(const CBlock& block) {
     return true;
 }
 
+/// The line is not read here: the item that was begun goes, and the pool has its memory back.
+bool CBlockLines::Drop(CBlockItemPtr& item, const CItemPool::CMark& before) noexcept {
+    item = CBlockItemPtr();
+    mPool->Return(before);
+    return false;
+}
+
 bool CBlockLines::ReadNamedValue(CBlock& block, CToken& name) {
-    auto* const   named = mPool->Make<CBlock_named_value>();
-    CBlockItemPtr item(named);
-    CToken&       value = named->mValue;
-    if (!mCursor.Lex(value) || !value.CanBeValue() || !EndItem()) return false;
+    const CItemPool::CMark before = mPool->Mark();
+    auto* const            named  = mPool->Make<CBlock_named_value>();
+    CBlockItemPtr          item(named);
+    CToken&                value = named->mValue;
+    if (!mCursor.Lex(value) || !value.CanBeValue() || !EndItem()) return Drop(item, before);
     named->mName = std::move(name);
     block.AddItem(std::move(item));
     return true;
 }
 
 bool CBlockLines::ReadList(CBlock& block, CToken& name, wchar_t open) {
-    CBlockItemPtr item;
+    const CItemPool::CMark before = mPool->Mark();
+    CBlockItemPtr          item;
     if (open == L'[') {
         item = ReadVec(name);
     } else if (open == L'(') {
         item = ReadFunc(name);
     }
-    if (!item || !EndItem()) return false;
+    if (!item || !EndItem()) return Drop(item, before);
     block.AddItem(std::move(item));
     return true;
 }

@@ -3,6 +3,7 @@
 #include "tessel/streamio/block.h"
 #include "tessel/streamio/frame_words.h"
 #include "tessel/streamio/in_place_cursor.h"
+#include "tessel/streamio/item_pool.h"
 #include "tessel/streamio/token_istream.h"
 
 #include <cstddef>
@@ -39,6 +40,7 @@ class CBlockLines {
     bool          ReadNamedValue(CBlock& block, CToken& name);
     bool          ReadList(CBlock& block, CToken& name, wchar_t open);
     bool          EndItem();
+    bool          Drop(CBlockItemPtr& item, const CItemPool::CMark& before) noexcept;
     CBlockItemPtr ReadVec(CToken& name);
     CBlock_vec*   NewVec(CToken& name, std::size_t room);
     CBlockItemPtr ReadFunc(CToken& name);

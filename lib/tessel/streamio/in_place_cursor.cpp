@@ -12,7 +12,7 @@ bool CInPlaceCursor::LexWord(CToken& token) {
     const CUnits end   = EndOfRun(kInWord, start + 1);
     if (!IsKnown(end) || Table().Next(kInWord, *end) != kEndWord || !mRules->mWords) return false;
     const std::wstring_view text(start, end);
-    const ETokenType        type = mRules->mGrammar->TypeOfWord(text);
+    const ETokenType        type = mRules->mGrammar->TypeOfAsciiWord(text);
     if (type == ETokenType::CData) return false;
     if (type == ETokenType::Keyword) {
         mRules->mTexts->Set(token, type, text);

@@ -10,8 +10,9 @@
 
 namespace io {
 
-/// What an item holds in a row: grows at its end, as a `std::vector` does, up to 2^31 elements. Its first
-/// room may be lent to it, by a pool that made the item and the room as one piece.
+/// What an item holds in a row: grows at its end, as a `std::vector` does. Its first room may be lent to it,
+/// by a pool that made the item and the room as one piece. Room for 2^31 elements is more than it can have:
+/// `std::bad_alloc`.
 template <class T>
 class CItemArray {
     static_assert(std::is_nothrow_move_constructible_v<T>, "growing never fails halfway");
@@ -70,7 +71,7 @@ class CItemArray {
     static constexpr std::uint32_t kLent = std::uint32_t{1} << 31;
 
     void Grow(std::size_t capacity) {
-        if (capacity >= kLent) throw std::bad_alloc();
+        if (capacity >= kLent || capacity > SIZE_MAX / sizeof(T)) throw std::bad_alloc();
         auto* const room = static_cast<T*>(::operator new(capacity * sizeof(T)));
         const auto  size = mSize;
         std::uninitialized_move_n(mFirst, size, room);

@@ -2,6 +2,7 @@
 
 #include "tessel/streamio/block_item.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -32,6 +33,16 @@ class CItemPool {
     template <class T>
     static void* RoomBehind(T* item) noexcept {
         return reinterpret_cast<char*>(item) + RoundUp(sizeof(T));
+    }
+    /// How much has been taken from the pool.
+    struct CMark {
+        const void* mChunk = nullptr;
+        std::size_t mUsed  = 0;
+    };
+    CMark Mark() const noexcept { return {mChunk, mUsed}; }
+    /// Takes back the memory of what was made since the mark. @pre it is gone.
+    void Return(const CMark& mark) noexcept {
+        if (mChunk != nullptr) mUsed = mChunk == mark.mChunk ? std::min(mUsed, mark.mUsed) : sizeof(CChunk);
     }
     /// Items made from now on share no memory with those made before.
     void LetGo() noexcept;

@@ -54,9 +54,9 @@ class CLineComposer {
     wchar_t* Put(std::wstring_view text, wchar_t* next) const noexcept;
 
     /// Whether something has been put up to `next`, and so many units fit there. Behind them there is room
-    /// for the few characters that stand between two things, too.
+    /// for what may be put without asking: at most ":]" and a line end, which end an empty vector.
     bool Fits(std::size_t units, const wchar_t* next) const noexcept {
-        constexpr std::size_t kBetween = 8;
+        constexpr std::size_t kBetween = 4;
         return next != nullptr && static_cast<std::size_t>(mRoom.mLimit - next) >= units + kBetween;
     }
 

@@ -198,14 +198,14 @@ wchar_t* PutFewDecimals(double value, wchar_t* out) noexcept {
     return end != nullptr ? end : PutDecimals<6>(value, out);
 }
 
-constexpr std::size_t kMostPositiveUnits = 24;  // "2.2250738585072014e-308" and one more
+constexpr std::size_t kMostPositiveUnits = 24;  // "2.2250738585072014e-308", in whole steps
 
 wchar_t* PutAnyNumber(double value, wchar_t* out) noexcept {
     if (std::isinf(value)) {
         constexpr std::wstring_view kTooLarge = L"1e999";
         return std::copy(kTooLarge.begin(), kTooLarge.end(), out);
     }
-    // All that may be there, in a number that is fixed.
+    // As many characters are copied for each number, so that there is no end to guess.
     std::array<char, kMostPositiveUnits> digits{};
     const auto length = std::to_chars(digits.begin(), digits.end(), value).ptr - digits.begin();
     std::copy_n(digits.begin(), digits.size(), out);
@@ -216,7 +216,7 @@ wchar_t* PutAnyNumber(double value, wchar_t* out) noexcept {
 
 wchar_t* PutExact(double value, wchar_t* out) noexcept {
     const double magnitude = std::fabs(value);
-    *out                   = L'-';
+    *out                   = L'-';  // written over where it does not count: nothing to guess here either
     out += std::signbit(value) ? 1 : 0;
     if (!(magnitude < kTwoTo53)) return PutAnyNumber(magnitude, out);
     const auto whole = static_cast<std::int64_t>(magnitude);

@@ -6,8 +6,8 @@ namespace io {
 
 namespace {
 
-/// Whether it does between quotes of either kind.
-bool StandsForItself(wchar_t ch) noexcept {
+/// Whether a character stands for itself between quotes of either kind.
+bool IsPlainInQuotes(wchar_t ch) noexcept {
     return ch >= L' ' && ch <= L'~' && ch != L'\'' && ch != L'"' && ch != L'\\';
 }
 
@@ -31,7 +31,7 @@ void CRecentTexts::Resize(std::size_t size) {
 
 void CRecentTexts::SetNew(CToken& token, ETokenType type, std::wstring_view text, std::uint64_t hash) {
     token.SetText(type, text);
-    if (std::all_of(text.begin(), text.end(), StandsForItself)) token.Note(CToken::kIsPlain);
+    if (std::all_of(text.begin(), text.end(), IsPlainInQuotes)) token.Note(CToken::kIsPlain);
     const std::size_t first = Place(hash);
     mTexts[first + 1]       = std::move(mTexts[first]);
     mTexts[first]           = {token, nullptr, Key(hash), type == ETokenType::Keyword};

@@ -137,7 +137,7 @@ class CStableList {
   private:
     static std::size_t BytesOf(std::size_t slots) noexcept { return sizeof(CChunk) + slots * sizeof(T); }
 
-    /// Half as many slots as there are elements, within reason.
+    /// As many slots again as there are elements, within reason.
     CChunk* AddChunk() {
         constexpr std::size_t kFewestSlots = 8;
         const std::size_t     slots        = std::clamp<std::size_t>(mSize, kFewestSlots, kMostSlots);

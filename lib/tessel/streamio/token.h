@@ -7,9 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <string>
 #include <string_view>
-#include <utility>
 
 namespace io {
 
@@ -226,7 +224,7 @@ class CToken {
     /// The number of a numeric token, 0 for any other.
     double Number() const noexcept {
         if (!IsNumeric()) return 0.0;
-        return mKind.Place() == EPlace::kInside ? mValue.mNumber : NumberBefore(mValue.mText);
+        return mKind.Place() == EPlace::kSpelling ? NumberBefore(mValue.mText) : mValue.mNumber;
     }
     /// The text, NUL-terminated, never null; valid while this token is unchanged. Numeric and other
     /// tokens have one only when their spelling was kept.
