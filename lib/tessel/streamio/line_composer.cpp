@@ -198,7 +198,8 @@ wchar_t* CLineComposer::PutWord(std::wstring_view text, wchar_t* next) const noe
         if (!table.Stays(kInWord, ch)) return nullptr;
         *next++ = ch;
     }
-    const bool isKeyword = !mRoom.mFrame.Are(text) && mRoom.mGrammar->TypeOfAsciiWord(text) == ETokenType::Keyword;
+    const bool isKeyword =
+        !mRoom.mFrame.Are(text) && mRoom.mGrammar->TypeOfAsciiWord(text) == ETokenType::Keyword;
     return isKeyword ? next : nullptr;
 }
 
