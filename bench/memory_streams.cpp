@@ -33,8 +33,8 @@ CMemoryInput::pos_type CMemoryInput::seekoff(off_type offset, std::ios_base::see
 }
 
 int CMemoryOutput::sync() {
-    // All that may be there, in a number that is fixed and to where nothing else can reach, of which compilers
-    // make wide instructions; what is behind the last unit is left away.
+    // All that may be there, in a number that is fixed and to where nothing else can reach, of which
+    // compilers make wide instructions; what is behind the last unit is left away.
     std::array<char, kPiece> bytes;
     for (std::size_t i = 0; i < kPiece; ++i)
         bytes[i] = static_cast<char>(mUnits[i]);
